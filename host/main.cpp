@@ -1,0 +1,49 @@
+// azsbackup: the reference host of the plug-in, on the command line.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+
+#include "host/check_command.h"
+#include "host/errors.h"
+#include "host/exit_codes.h"
+#include "host/file_descriptor.h"
+
+namespace {
+
+using host::ExitCode;
+
+// CLI11 has exit codes of its own; here whatever it refuses is a usage error.
+ExitCode report_parse(const CLI::App& program, const CLI::ParseError& error) {
+  return program.exit(error) == 0 ? ExitCode::ok : ExitCode::usage;
+}
+
+ExitCode run(int argc, char** argv) {
+  CLI::App program("Backup of Azure Stack virtual machines through the azurestack plug-in");
+  program.set_version_flag("--version", "azsbackup " AZS_VERSION);
+  program.require_subcommand(1);
+  program.footer(host::exit_code_help());
+  host::Action action;
+  host::add_check_command(program, action);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return report_parse(program, error);
+  }
+  return action();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ExitCode code = ExitCode::failed;
+  try {
+    host::fill_standard_descriptors();
+    code = run(argc, argv);
+  } catch (const host::UsageError& error) {
+    std::cerr << "azsbackup: " << error.what() << "\n";
+    code = ExitCode::usage;
+  } catch (const std::exception& error) {
+    std::cerr << "azsbackup: " << error.what() << "\n";
+  }
+  return static_cast<int>(code);
+}

@@ -1,0 +1,55 @@
+#include "host/options.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* server_prefix = "azurestack:";
+
+}  // namespace
+
+std::string CommonOptions::server_name() const {
+  return server.rfind(server_prefix, 0) == 0 ? server : server_prefix + server;
+}
+
+void add_common_options(CLI::App& command, CommonOptions& options) {
+  command.add_option("--server", options.server, "Host name of the Azure Stack's Resource Manager")
+      ->envname("AZSBACKUP_SERVER")
+      ->type_name("NAME")
+      ->required();
+  command.add_option("--config", options.config, "Configuration of the plug-in (KEY=VALUE lines)")
+      ->envname("AZSBACKUP_CONFIG")
+      ->type_name("FILE");
+  command
+      .add_option("--credentials", options.credentials,
+                  "Credentials store (KEY=VALUE lines, one [SERVER] section each)")
+      ->envname("AZSBACKUP_CREDENTIALS")
+      ->type_name("FILE");
+  auto* user = command.add_option("--user", options.login.user, "User name for a login at ADFS")
+                   ->envname("AZSBACKUP_USER")
+                   ->type_name("NAME");
+  auto* file =
+      command.add_option("--password-file", options.login.password_file, "File that holds the user's password")
+          ->envname("AZSBACKUP_PASSWORD_FILE")
+          ->type_name("FILE");
+  auto* program = command
+                      .add_option("--password-command", options.login.password_command,
+                                  "Shell command that prints the user's password")
+                      ->envname("AZSBACKUP_PASSWORD_COMMAND")
+                      ->type_name("CMD");
+  file->needs(user)->excludes(program);
+  program->needs(user);
+  command
+      .add_option("--plugin", options.plugin, "The plug-in's library [../lib/libazurestackpi.so beside this program]")
+      ->envname("AZSBACKUP_PLUGIN")
+      ->type_name("PATH");
+  command.add_flag("--json", options.json, "Print one JSON object instead of lines");
+  command.add_flag("-v,--verbose", options.verbosity, "Log steps as well as errors; twice: everything");
+  command
+      .add_option("--log-file", options.log_file,
+                  "Where log lines go [$XDG_STATE_HOME or ~/.local/state, azsbackup/azsbackup.log]")
+      ->envname("AZSBACKUP_LOG_FILE")
+      ->type_name("FILE");
+}
+
+}  // namespace host

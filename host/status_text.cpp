@@ -1,0 +1,58 @@
+#include "host/status_text.h"
+
+#include <aapi/aapi.h>
+
+#include <algorithm>
+#include <array>
+
+namespace host {
+
+namespace {
+
+struct Entry {
+  std::uint32_t status;
+  const char* text;
+  const char* advice;
+};
+
+constexpr const char* look_at_log = "Look at the log file; run again with -v or -vv for more of it.";
+constexpr const char* name_form =
+    "Give the Resource Manager's host name, such as management.REGION.DOMAIN: at least four labels in all.";
+
+constexpr std::array entries{
+    Entry{5, "an answer that is not JSON", "Check that the server is an Azure Stack and that no proxy answers for it."},
+    Entry{AAPI_E_UNSUPPORTED, "not supported by the plug-in", look_at_log},
+    Entry{6011, "no token could be obtained", "Check the credentials store and the login host."},
+    Entry{AAPI_E_INVALID_ARGUMENT, "an argument is invalid", look_at_log},
+    Entry{AAPI_E_NO_MEMORY, "out of memory", "Free some memory and try again."},
+    Entry{AAPI_E_INVALID_OBJECT, "the object is not one the plug-in serves", name_form},
+    Entry{6612, "the server is busy", "Try again later."},
+    Entry{AAPI_E_OPERATION_FAILED, "the operation failed", look_at_log},
+    Entry{6619, "the network failed", "Check the network and any proxy setting, then try again."},
+    Entry{AAPI_E_INTERNAL, "an internal error", look_at_log},
+    Entry{6625, "the server's certificate could not be verified", "Check CA_FILE_PATH in the configuration."},
+    Entry{AAPI_E_SERVER_NAME, "the server name is invalid, or no such server can be reached", name_form},
+    Entry{6629, "the authorization failed", "Check the credentials store and the role of the login."},
+    Entry{6630, "the resource was not found or the server is busy", look_at_log},
+    Entry{6646, "the server answered with an error", look_at_log},
+};
+
+const Entry* find(std::uint32_t status) {
+  const auto* entry = std::find_if(entries.begin(), entries.end(), [&](const Entry& e) { return e.status == status; });
+  return entry == entries.end() ? nullptr : entry;
+}
+
+}  // namespace
+
+std::string status_text(std::uint32_t status) {
+  const Entry* entry = find(status);
+  const std::string number = "status " + std::to_string(status);
+  return entry == nullptr ? number : std::string(entry->text) + " (" + number + ")";
+}
+
+std::string status_advice(std::uint32_t status) {
+  const Entry* entry = find(status);
+  return entry == nullptr ? look_at_log : entry->advice;
+}
+
+}  // namespace host

@@ -1,0 +1,60 @@
+#include "tests/host/program.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <system_error>
+
+#include "tests/host/temporary_folder.h"
+
+namespace host_test {
+
+namespace {
+
+class FileActions {
+ public:
+  FileActions() { ::posix_spawn_file_actions_init(&actions_); }
+  ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+
+  void redirect(int descriptor, const std::string& path) {
+    ::posix_spawn_file_actions_addopen(&actions_, descriptor, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  }
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+};
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts) result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+}  // namespace
+
+Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::string& home,
+                      const std::vector<std::string>& extra) {
+  const TemporaryFolder caught;
+  std::vector<std::string> argv{AZSBACKUP_PROGRAM};
+  argv.insert(argv.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + home};
+  environment.insert(environment.end(), extra.begin(), extra.end());
+  FileActions actions;
+  actions.redirect(1, caught.path("output"));
+  actions.redirect(2, caught.path("error"));
+  pid_t child = 0;
+  const int failure = ::posix_spawn(&child, AZSBACKUP_PROGRAM, actions.get(), nullptr, pointers(argv).data(),
+                                    pointers(environment).data());
+  if (failure != 0) throw std::system_error(failure, std::generic_category(), "cannot start " AZSBACKUP_PROGRAM);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(caught.path("output")),
+          read_file(caught.path("error"))};
+}
+
+}  // namespace host_test
