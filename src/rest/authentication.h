@@ -1,0 +1,52 @@
+// The bearer token: obtained from the login authority, cached until shortly before it expires.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "src/rest/http_client.h"
+#include "src/rest/token_source.h"
+
+namespace azurestackpi {
+
+/// One per process. Asks the region's own federation service (password grant) when "IdentityProvider" is "ADFS", else
+/// the public login authority (client-credentials grant).
+class AzureStackPi_Authentication final : public TokenSource {
+ public:
+  /// Created on first use from the server registered with the configuration; null when that has no usable name.
+  static AzureStackPi_Authentication* getInstance();
+
+  explicit AzureStackPi_Authentication(const azs_rest_server_s& rest);
+
+  /// The cached token is used again only for the same login address, resource, client, user and secret, and while it
+  /// has more than 300 seconds to live.
+  std::string GetAuthToken(Status& status, bool force_renew) override;
+
+ private:
+  struct Grant {
+    bool is_internet_call;  // which proxy settings hold
+    std::string path;       // of the token address
+    std::string body;       // the form
+  };
+  struct Token {
+    std::string value;
+    std::uint64_t expires_on = 0;  // seconds since the epoch; 0: for the request in hand only
+    std::string identity;          // of whom and for what
+  };
+
+  static Grant ReadGrant();
+  Status RequestToken(const Grant& grant, const std::string& url, Token& token);
+  Status CreateUrl(const std::string& host, const std::string& path, std::string& url) const;
+  static Status ParseAuthResponse(const std::string& header, const std::string& body, Token& token);
+
+  AzureStackPi_HttpClient client_;
+  Token token_;
+};
+
+/// The process's token source for every Resource Manager client: asks the one instance, made when first needed.
+TokenSource& ProcessTokens();
+
+/// A client for Resource Manager calls: with the process's tokens, traced when "CURL_VERBOSE" is "true".
+AzureStackPi_HttpClient MakeResourceManagerClient(const azs_rest_server_s& rest);
+
+}  // namespace azurestackpi

@@ -1,0 +1,26 @@
+// Typed reading of JSON members.
+#pragma once
+
+#include <jansson.h>
+
+#include <string>
+#include <string_view>
+
+#include "src/base/owners.h"
+#include "src/base/status.h"
+
+namespace azurestackpi {
+
+/// Sets value to the member's integer, 0 when it is absent. 6622 when it is something else; value is then left alone.
+Status getJsonIntValue(const json_t* object, const char* key, json_int_t& value);
+
+/// Sets value to the member's string, empty when it is absent. 6622 when it is something else; value is left alone.
+Status getJsonStringValue(const json_t* object, const char* key, std::string& value);
+
+/// The member's string; empty when it is absent, null or of another type.
+std::string JsonStringOrEmpty(const json_t* object, const char* key);
+
+/// Parses a whole text; null with error filled when it is not JSON (nesting beyond the parser's limit included).
+JsonPtr ParseJson(std::string_view text, json_error_t& error);
+
+}  // namespace azurestackpi
