@@ -81,10 +81,11 @@ std::vector<std::string> texts(std::vector<LogLine> lines) {
 }
 
 void report_tls(StepReport& report, std::uint32_t status, const std::vector<std::string>& lines) {
-  if (tls_was_unchecked(lines)) {
+  const TlsPeers peers = tls_peers(lines);
+  if (peers == TlsPeers::unchecked) {
     report.add({step_tls, StepState::warning, "servers are not verified: anyone on the way can read the login",
                 "Set CA_FILE_PATH in the configuration to the CA certificates (PEM) of this Azure Stack."});
-  } else if (status == AAPI_OK) {
+  } else if (peers == TlsPeers::verified && status == AAPI_OK) {
     report.add({step_tls, StepState::ok, "verified", ""});
   }
 }

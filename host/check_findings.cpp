@@ -17,6 +17,7 @@ namespace {
 using Lines = std::vector<std::string>;
 
 constexpr std::string_view transport_mark = "preform the URL ";
+constexpr std::string_view tls_verified_mark = "Using SSL Peer and Host Validation";
 constexpr std::string_view tls_skipped_mark = "SSL Peer and Host Validations would be skipped";
 constexpr std::string_view no_subscription_mark = "Failed to fetch any subscription";
 constexpr std::string_view count_mark = "Number of subscriptions : ";
@@ -220,10 +221,14 @@ Finding judge_query(std::uint32_t status, const std::vector<std::string>& lines,
 }
 
 bool is_evidence(std::string_view line) {
-  return contains(line, tls_skipped_mark) || contains(line, no_subscription_mark) || contains(line, count_mark);
+  return contains(line, tls_verified_mark) || contains(line, tls_skipped_mark) ||
+         contains(line, no_subscription_mark) || contains(line, count_mark);
 }
 
-bool tls_was_unchecked(const std::vector<std::string>& lines) { return last_with(lines, tls_skipped_mark) != nullptr; }
+TlsPeers tls_peers(const std::vector<std::string>& lines) {
+  if (last_with(lines, tls_skipped_mark) != nullptr) return TlsPeers::unchecked;
+  return last_with(lines, tls_verified_mark) != nullptr ? TlsPeers::verified : TlsPeers::unknown;
+}
 
 std::optional<std::string> subscription_count(const std::vector<std::string>& lines) {
   const std::string* line = last_with(lines, count_mark);

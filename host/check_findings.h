@@ -30,8 +30,11 @@ Finding judge_query(std::uint32_t status, const std::vector<std::string>& lines,
 /// True for the lines that judge_query and the two below need although they are no errors.
 bool is_evidence(std::string_view line);
 
-/// True when a request went out whose TLS peer was not verified.
-bool tls_was_unchecked(const std::vector<std::string>& lines);
+enum class TlsPeers { unknown, verified, unchecked };
+
+/// Whether the requests of these lines verified their TLS peers; one that did not decides. Unknown when no request
+/// says.
+TlsPeers tls_peers(const std::vector<std::string>& lines);
 
 /// How many subscriptions the login sees, when a line says so.
 std::optional<std::string> subscription_count(const std::vector<std::string>& lines);

@@ -19,7 +19,7 @@ FileDescriptor move_aside(int descriptor) {
 }  // namespace
 
 Console::Console(int log_descriptor) : output_(move_aside(STDOUT_FILENO)), error_(move_aside(STDERR_FILENO)) {
-  std::fflush(nullptr);  // what is still buffered belongs to the old descriptors
+  static_cast<void>(std::fflush(nullptr));  // what is still buffered belongs to the old descriptors
   for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) {
     if (::dup2(log_descriptor, standard) < 0) {
       throw std::system_error(errno, std::generic_category(), "cannot redirect an output descriptor");
@@ -28,7 +28,7 @@ Console::Console(int log_descriptor) : output_(move_aside(STDOUT_FILENO)), error
 }
 
 Console::~Console() {
-  std::fflush(nullptr);  // what the plug-in left in stdio's buffers belongs to the log file
+  static_cast<void>(std::fflush(nullptr));  // what the plug-in left in stdio's buffers belongs to the log file
   ::dup2(output_.get(), STDOUT_FILENO);
   ::dup2(error_.get(), STDERR_FILENO);
 }

@@ -138,14 +138,15 @@ TEST(JudgeQueryAnswers, OddBodiesAreLeftOut) {
 }
 
 TEST(CheckEvidence, TellsTlsAndCount) {
+  using host::TlsPeers;
+  const std::string verified = "SendHttpRequest: Using SSL Peer and Host Validation.";
   const std::string unchecked = "SendHttpRequest: SSL Peer and Host Validations would be skipped";
   const std::string counted = "BuildSubList: Parsed All Subscriptions. Number of subscriptions : 12";
-  EXPECT_TRUE(host::is_evidence(unchecked));
-  EXPECT_TRUE(host::is_evidence(counted));
-  EXPECT_TRUE(host::is_evidence(no_subscription));
-  EXPECT_FALSE(host::is_evidence("SendHttpRequest: Using SSL Peer and Host Validation."));
-  EXPECT_TRUE(host::tls_was_unchecked({counted, unchecked}));
-  EXPECT_FALSE(host::tls_was_unchecked({counted}));
+  for (const std::string& line : {verified, unchecked, counted, no_subscription}) EXPECT_TRUE(host::is_evidence(line));
+  EXPECT_FALSE(host::is_evidence("SendHttpRequest: Making the http request attempt 1 "));
+  EXPECT_EQ(host::tls_peers({verified, counted}), TlsPeers::verified);
+  EXPECT_EQ(host::tls_peers({unchecked, verified}), TlsPeers::unchecked);
+  EXPECT_EQ(host::tls_peers({counted}), TlsPeers::unknown);
   EXPECT_EQ(host::subscription_count({unchecked, counted}), "12");
   EXPECT_EQ(host::subscription_count({unchecked}), std::nullopt);
 }

@@ -21,7 +21,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 std::string TemporaryFolder::write(const std::string& name, const std::string& content) const {
-  const std::string file = path(name);
+  std::string file = path(name);
   std::ofstream(file, std::ios::binary) << content;
   std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   return file;
