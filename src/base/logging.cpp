@@ -36,15 +36,15 @@ void Emit(const aapi_session_def_v1_t& session, std::uint32_t level, std::string
   }
 }
 
-// Writes "FUNCTION: TEXT" into the buffer and returns the length that the whole line would have, 0 on a bad format.
-std::size_t Format(char* buffer, std::size_t size, const char* function, const char* format, std::va_list arguments) {
-  const int prefix = V_snprintf(buffer, size, "%s: ", function);
-  if (prefix < 0) {
-    return 0;
-  }
-  const std::size_t used = std::min(static_cast<std::size_t>(prefix), size - 1);
+// Writes "FUNCTION: TEXT" into the buffer and returns the length that the whole line would have, of
+// the name alone on a bad format.
+__attribute__((format(printf, 4, 0))) std::size_t Format(char* buffer, std::size_t size, const char* function,
+                                                         const char* format, std::va_list arguments) {
+  const std::size_t name = V_strlcpy(buffer, function, size);
+  const std::size_t prefix = V_strlcat(buffer, ": ", size);
+  const std::size_t used = std::min(prefix, size - 1);
   const int text = V_vsnprintf(buffer + used, size - used, format, arguments);
-  return text < 0 ? 0 : static_cast<std::size_t>(prefix) + static_cast<std::size_t>(text);
+  return text < 0 ? name : prefix + static_cast<std::size_t>(text);
 }
 
 }  // namespace
