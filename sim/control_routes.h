@@ -1,0 +1,20 @@
+// The control end point of the stand-alone simulator, at https://localhost:PORT/_sim/ (or 127.0.0.1):
+//   POST   /_sim/faults         adds a fault: {"method":"GET","target":"/subscriptions","first":1,"times":"forever",
+//                               "action":{"kind":"answer","status":503,"headers":{"Retry-After":"1"},"body":"..."}}
+//                               Kinds and their members: answer (status, headers, body or fillerBytes),
+//                               truncate (bytes), resetInBody (bytes), resetBeforeAnswer, delay (milliseconds),
+//                               refuseToken. Only target and action are needed.
+//   GET    /_sim/requests       what was received, secrets masked
+//   DELETE /_sim/requests       forgets it
+//   POST   /_sim/revoke-tokens  makes all tokens invalid
+#pragma once
+
+#include "sim/route_table.h"
+#include "sim/simulator.h"
+
+namespace sim {
+
+/// `simulator` must outlive the table.
+void add_control_routes(RouteTable& routes, Simulator& simulator);
+
+}  // namespace sim

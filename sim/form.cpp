@@ -1,0 +1,53 @@
+#include "sim/form.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "sim/http_message.h"
+
+namespace sim {
+namespace {
+
+std::string decoded_value(std::string_view text) {
+  std::string with_blanks(text);
+  std::replace(with_blanks.begin(), with_blanks.end(), '+', ' ');
+  return percent_decoded(with_blanks);
+}
+
+}  // namespace
+
+std::string field(const Fields& fields, std::string_view name) {
+  for (const auto& [key, value] : fields) {
+    if (equal_ignoring_case(key, name)) return value;
+  }
+  return {};
+}
+
+std::string percent_decoded(std::string_view text) {
+  std::string decoded;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    unsigned char byte = 0;
+    const char* digits = text.data() + i + 1;
+    if (text[i] == '%' && i + 2 < text.size() && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      decoded.push_back(static_cast<char>(byte));
+      i += 2;
+    } else {
+      decoded.push_back(text[i]);
+    }
+  }
+  return decoded;
+}
+
+Fields parse_fields(std::string_view text) {
+  Fields fields;
+  while (!text.empty()) {
+    const std::string_view pair = text.substr(0, text.find('&'));
+    text.remove_prefix(std::min(pair.size() + 1, text.size()));
+    const std::string_view name = pair.substr(0, pair.find('='));
+    const std::string_view value = pair.substr(std::min(name.size() + 1, pair.size()));
+    fields.emplace_back(decoded_value(name), decoded_value(value));
+  }
+  return fields;
+}
+
+}  // namespace sim

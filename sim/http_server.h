@@ -1,0 +1,41 @@
+// The HTTPS server below the simulator: connections, TLS and HTTP; what is answered is its handler's affair.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "sim/http_message.h"
+#include "sim/openssl_owners.h"
+
+namespace sim {
+
+class HttpServer {
+ public:
+  /// Called for every well-formed request, from several threads at once.
+  using Handler = std::function<Reply(const Request&)>;
+
+  /// Takes the port of 127.0.0.1, 0 for any free one, for itself. Throws std::runtime_error when it is taken.
+  HttpServer(std::uint16_t port, SslContextPtr context);
+
+  /// Cuts all connections and waits for the handlers that are at work.
+  ~HttpServer();
+
+  /// Begins to serve; called once. Connections stay open for as long as the client likes.
+  void serve(Handler handler);
+
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  std::uint16_t port() const;
+
+  /// Connections accepted so far that got through their TLS handshake.
+  std::size_t connections() const;
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace sim

@@ -1,0 +1,20 @@
+// Answers with a JSON body.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "sim/http_message.h"
+
+namespace sim {
+
+/// Members keep the order in which they are written, as the services' own answers do.
+using Json = nlohmann::ordered_json;
+
+/// One line of JSON with its content type. Bytes that are no UTF-8 are replaced.
+Response json_response(int status, const Json& body);
+
+/// {"error":{"code":...,"message":...}}, the form of Resource Manager and its providers.
+Response error_response(int status, const std::string& code, const std::string& message);
+
+}  // namespace sim

@@ -1,0 +1,81 @@
+// A simulated Azure Stack in this process: Resource Manager and both login authorities behind one TLS port.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sim/fault.h"
+#include "sim/http_message.h"
+#include "sim/world.h"
+
+namespace sim {
+
+struct Options {
+  std::uint16_t port = 0;  // 0: any free one
+  /// Where the certificate authority is kept, and found again by a later simulator. Empty: a private directory that is
+  /// removed at the end.
+  std::filesystem::path tls_dir;
+  World world = demo_world();
+};
+
+struct RecordedRequest : Request {
+  int status = 0;  // what was answered; 0 when the connection was cut before any answer
+};
+
+/// Listens on 127.0.0.1 from its construction to its destruction. All members may be called from any thread, while
+/// requests are served.
+class Simulator {
+ public:
+  /// Throws std::runtime_error (or a class derived from it) when the port is taken or tls_dir cannot be used.
+  explicit Simulator(Options options = {});
+
+  /// Cuts open connections and returns when nothing of the simulator runs any more.
+  ~Simulator();
+
+  Simulator(const Simulator&) = delete;
+  Simulator& operator=(const Simulator&) = delete;
+
+  std::uint16_t port() const;
+
+  /// Hosts with their port: "management.local.azurestack.localhost:8443". curl takes every name under "localhost" for
+  /// the loopback interface.
+  std::string management_host() const;
+  std::string aad_host() const;
+  std::string adfs_host() const;
+
+  /// The PEM file of the authority that a client must trust.
+  std::filesystem::path ca_file() const;
+
+  /// Every well-formed request since the start or the last clear_requests(), in the order of the answers, secrets
+  /// included. Those of the control end point are left out.
+  std::vector<RecordedRequest> requests() const;
+  void clear_requests();
+
+  /// Connections so far that got through their TLS handshake.
+  std::size_t connections() const;
+
+  /// Throws std::invalid_argument when the fault's pattern is no regular expression or a count is 0.
+  void add_fault(Fault fault);
+
+  /// One line for each fault that no request got: a test that ends with one has not tested what it meant to.
+  std::vector<std::string> unused_faults() const;
+
+  /// Method, host and target of each request that no route was found for: a client that asks for what does not exist.
+  std::vector<std::string> unknown_requests() const;
+
+  /// Makes all tokens given out so far invalid.
+  void revoke_tokens();
+
+  /// Moves the simulator's clock forward; tokens expire by it.
+  void advance_time(std::int64_t seconds);
+
+ private:
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace sim
