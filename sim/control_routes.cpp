@@ -77,7 +77,8 @@ FaultAction action_from(const Json& json) {
   if (kind != "answer") throw std::invalid_argument("unknown kind of fault '" + kind + "'");
   Response response;
   response.status = json.at("status").get<int>();
-  for (const auto& header : json.value("headers", Json::object()).items()) {
+  const Json headers = json.value("headers", Json::object());
+  for (const auto& header : headers.items()) {
     response.headers.emplace_back(header.key(), header.value().get<std::string>());
   }
   response.body = json.value("body", "");

@@ -30,7 +30,9 @@ struct ResetInBody {
   std::uint64_t bytes = 0;
 };
 
-/// A reset in place of any answer; the request is not carried out.
+/// A reset in place of any answer; the request is not carried out. libcurl repeats a request by itself when a
+/// connection that it had kept ends like this, so on such a connection it takes `times = 2` for the client to see the
+/// failure.
 struct ResetBeforeAnswer {};
 
 /// The real answer after a pause.

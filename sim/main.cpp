@@ -1,0 +1,134 @@
+// azurestack-sim: the simulator as a program of its own, for people and for demonstrations.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include "sim/client_files.h"
+#include "sim/private_file.h"
+#include "sim/simulator.h"
+
+namespace {
+
+constexpr int exit_failure = 1;
+constexpr int exit_usage = 2;
+
+struct Arguments {
+  std::uint16_t port = 0;
+  std::filesystem::path world;
+  std::filesystem::path tls_dir;
+  std::filesystem::path ready_file;
+  std::filesystem::path client_files;
+};
+
+void describe(CLI::App& app, Arguments& arguments) {
+  app.add_option("--port", arguments.port, "port of 127.0.0.1 to listen on; 0 (the default) takes a free one");
+  app.add_option("--world", arguments.world,
+                 "JSON file of what the installation holds; default: a small demonstration");
+  app.add_option("--tls-dir", arguments.tls_dir,
+                 "directory that keeps the certificate authority over restarts; default: a new one for this run");
+  app.add_option("--ready-file", arguments.ready_file,
+                 "file to be written once requests are answered, removed at the end");
+  app.add_option("--write-client-files", arguments.client_files,
+                 "directory to put azurestack.conf and credentials for a client into");
+  app.footer(
+      "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests and the revocation of tokens are at\n"
+      "https://localhost:PORT/_sim/.\n"
+      "Exit codes: 0 ended by a signal, 1 could not start (port, world file, directories), 2 wrong arguments.");
+}
+
+/// The same lines for people and for the ready file: what a client has to know.
+std::string summary(const sim::Simulator& simulator) {
+  return "management=" + simulator.management_host() + "\naad_login=" + simulator.aad_host() +
+         "\nadfs_login=" + simulator.adfs_host() + "\nca_file=" + simulator.ca_file().string() +
+         "\nport=" + std::to_string(simulator.port()) + "\n";
+}
+
+void print_introduction(const sim::Simulator& simulator, const Arguments& arguments) {
+  std::cout << "azurestack-sim is ready.\n"
+            << summary(simulator) << "Try: curl --cacert " << simulator.ca_file().string() << " 'https://"
+            << simulator.management_host() << "/metadata/endpoints?api-version=1.0'\n";
+  if (arguments.client_files.empty()) {
+    std::cout << "--write-client-files DIR makes a configuration and credentials for a client.\n";
+  } else {
+    std::cout << "Configuration and credentials for a client are in " << arguments.client_files.string()
+              << "; its server name is " << simulator.management_host() << ".\n";
+  }
+  std::cout << std::flush;
+}
+
+/// The file stands exactly as long as this object.
+class ReadyFile {
+ public:
+  ReadyFile(std::filesystem::path file, const std::string& contents) : file_(std::move(file)) {
+    if (!file_.empty()) sim::write_private_file(file_, contents);
+  }
+  ~ReadyFile() {
+    std::error_code ignored;
+    if (!file_.empty()) std::filesystem::remove(file_, ignored);
+  }
+  ReadyFile(const ReadyFile&) = delete;
+  ReadyFile& operator=(const ReadyFile&) = delete;
+
+ private:
+  std::filesystem::path file_;
+};
+
+/// Blocks the ending signals in this thread and those it starts, so that they are left for wait().
+class EndSignals {
+ public:
+  EndSignals() {
+    sigemptyset(&set_);
+    sigaddset(&set_, SIGINT);
+    sigaddset(&set_, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+  }
+
+  void wait() const {
+    int signal = 0;
+    sigwait(&set_, &signal);
+  }
+
+ private:
+  sigset_t set_{};
+};
+
+void run(const Arguments& arguments) {
+  const EndSignals signals;
+  sim::Options options;
+  options.port = arguments.port;
+  options.tls_dir = arguments.tls_dir;
+  if (!arguments.world.empty()) options.world = sim::load_world(arguments.world);
+  const sim::World world = options.world;
+
+  const sim::Simulator simulator(std::move(options));
+  if (!arguments.client_files.empty()) sim::write_client_files(arguments.client_files, simulator, world);
+  print_introduction(simulator, arguments);
+  const ReadyFile ready(arguments.ready_file, summary(simulator));
+  signals.wait();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    CLI::App app("A simulated Azure Stack: Resource Manager and both login authorities on one TLS port.");
+    Arguments arguments;
+    describe(app, arguments);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& outcome) {
+      return app.exit(outcome) == 0 ? 0 : exit_usage;  // --help comes this way too
+    }
+    run(arguments);
+    return 0;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "azurestack-sim: %s\n", error.what());
+    return exit_failure;
+  }
+}

@@ -1,0 +1,68 @@
+#include "sim/world.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "sim/client_files.h"
+
+namespace sim_test {
+namespace {
+
+std::string error_of(const std::string& json) {
+  try {
+    sim::parse_world(json, "w.json");
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "none";
+}
+
+TEST(World, ErrorsNameTheMember) {
+  const auto with = [](const std::string& more) {
+    return R"({"region":"r","domain":"d.localhost","tenantId":"t","audience":"a")" + more + "}";
+  };
+  EXPECT_EQ(error_of(with("")), "none");
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"domain":"d"})", "w.json: region: is missing"},
+      {R"({"region":"a/b"})", "w.json: region: must be made of small letters, digits, '-' and '.'"},
+      {"[]", "w.json: the file: an object is needed"},
+      {with(R"(,"tokenLifetimeSeconds":0)"), "w.json: tokenLifetimeSeconds: must be a whole number above 0"},
+      {with(R"(,"aadClients":{})"), "w.json: aadClients: must be an array"},
+      {with(R"(,"adfsUsers":[7])"), "w.json: adfsUsers[0]: an object is needed"},
+      {with(R"(,"subscriptions":[{"id":"1","displayName":"x"},{"id":"2"}])"),
+       "w.json: subscriptions[1].displayName: is missing"},
+      {with(R"(,"subscriptions":[{"id":"1","displayName":"x","resourceGroups":[{"nam":"g"}]}])"),
+       "w.json: subscriptions[0].resourceGroups[0].name: is missing"},
+      {with(R"(,"subscription":[])"), "w.json: subscription: is not known"},
+  };
+  for (const auto& [json, message] : cases) EXPECT_EQ(error_of(json), message);
+  EXPECT_THAT(error_of("{"), testing::StartsWith("w.json: "));
+  EXPECT_THROW(sim::load_world("/does/not/exist.json"), std::runtime_error);
+}
+
+TEST(ClientFiles, PointAClientAtTheSimulator) {
+  const std::filesystem::path directory = std::filesystem::path(testing::TempDir()) / "sim-client-files";
+  std::filesystem::remove_all(directory);
+  const sim::Simulator simulator;
+  sim::write_client_files(directory, simulator, sim::demo_world());
+  const auto contents = [&directory](const char* name) {
+    struct stat status {};
+    EXPECT_EQ(stat((directory / name).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U) << name;
+    std::ostringstream text;
+    text << std::ifstream(directory / name).rdbuf();
+    return text.str();
+  };
+  EXPECT_THAT(contents("azurestack.conf"), testing::StartsWith("CA_FILE_PATH=" + simulator.ca_file().string() +
+                                                               "\nAAD_LOGIN_ENDPOINT=" + simulator.aad_host() + "\n"));
+  EXPECT_THAT(contents("credentials"), testing::HasSubstr("\nClientSecret=demo+client/secret=42\n"));
+  EXPECT_THAT(contents("credentials-adfs"), testing::StartsWith("IdentityProvider=ADFS\n"));
+  EXPECT_EQ(contents("adfs-password"), "backup@azurestack.localhost:demo & password 100%\n");
+}
+
+}  // namespace
+}  // namespace sim_test
