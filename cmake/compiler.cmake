@@ -6,8 +6,7 @@ add_compile_options(
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wformat=2 -Wconversion -Wsign-conversion -Wcast-qual
   -Wnull-dereference -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
-  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
-  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<COMPILE_LANGUAGE:CXX>>:-Wduplicated-cond>)
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 add_compile_options(-fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
 add_compile_options(-fstack-protector-strong $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
 

@@ -208,6 +208,7 @@ AAPI_EXPORT uint32_t aapi_pgn_init(uint32_t version, void* reserved, aapi_plugin
 #else
 #define AAPI_ASSERT(condition) _Static_assert(condition, #condition)
 #endif
+#define AAPI_SLOT (sizeof(void (*)(void)))
 #define AAPI_AT(record, field, offset) AAPI_ASSERT(offsetof(record, field) == (offset))
 
 AAPI_ASSERT(sizeof(aapi_session_def_v1_t) == 64);
@@ -252,11 +253,11 @@ AAPI_AT(aapi_snapshot_v1_t, name, 0);
 AAPI_AT(aapi_snapshot_v1_t, time, 512);
 AAPI_AT(aapi_snapshot_v1_t, reserved, 520);
 
-AAPI_ASSERT(sizeof(aapi_entry_points_t) == 40 * sizeof(void (*)(void)));
-AAPI_AT(aapi_entry_points_t, open_object, 6 * 8);
-AAPI_AT(aapi_entry_points_t, get_object_prop_byname, 16 * 8);
-AAPI_AT(aapi_entry_points_t, discovery, 28 * 8);
-AAPI_AT(aapi_entry_points_t, set_lastbackup_meta, 37 * 8);
+AAPI_ASSERT(sizeof(aapi_entry_points_t) == 40 * AAPI_SLOT);
+AAPI_AT(aapi_entry_points_t, open_object, 6 * AAPI_SLOT);
+AAPI_AT(aapi_entry_points_t, get_object_prop_byname, 16 * AAPI_SLOT);
+AAPI_AT(aapi_entry_points_t, discovery, 28 * AAPI_SLOT);
+AAPI_AT(aapi_entry_points_t, set_lastbackup_meta, 37 * AAPI_SLOT);
 
 AAPI_ASSERT(sizeof(aapi_plugin_info_t) == 136);
 AAPI_AT(aapi_plugin_info_t, interface_version, 0);
@@ -269,6 +270,7 @@ AAPI_AT(aapi_plugin_info_t, words, 88);
 AAPI_AT(aapi_plugin_info_t, version_string, 100);
 
 #undef AAPI_AT
+#undef AAPI_SLOT
 #undef AAPI_ASSERT
 #endif
 
