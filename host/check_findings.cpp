@@ -22,6 +22,8 @@ constexpr std::string_view tls_skipped_mark = "SSL Peer and Host Validations wou
 constexpr std::string_view no_subscription_mark = "Failed to fetch any subscription";
 constexpr std::string_view count_mark = "Number of subscriptions : ";
 constexpr std::string_view overload_mark = "retries exceeded";
+// Every attempt was answered 401 although the token was new each time.
+constexpr std::string_view renewed_in_vain_mark = "error code 401.";
 constexpr std::string_view api_error_mark = "Error calling AzureStack API (";
 constexpr std::string_view login_error_mark = "Error calling AzureStack API (Authorization)";
 constexpr std::string_view no_json_mark = "error while parsing json";
@@ -172,13 +174,14 @@ Finding judge_login(const Lines& lines) {
   return finding;
 }
 
+Finding token_not_accepted(const Lines& lines) {
+  return {Stage::azure_stack, ExitCode::login,
+          "the login succeeds, but Azure Stack does not accept its token" + quoted_answer(lines),
+          "Check AuthResource and TenantId: the token must be made for this Azure Stack's Resource Manager."};
+}
+
 Finding judge_azure_stack(std::uint32_t status, const Lines& lines) {
   const std::string answer = quoted_answer(lines);
-  if (status == status_unauthorized) {
-    return {Stage::azure_stack, ExitCode::login,
-            "the login succeeds, but Azure Stack does not accept its token" + answer,
-            "Check AuthResource and TenantId: the token must be made for this Azure Stack's Resource Manager."};
-  }
   if (status == status_not_found) {
     return {Stage::azure_stack, ExitCode::failed, "the host knows no subscriptions list (404)" + answer,
             "Check that the server name is the Resource Manager of an Azure Stack."};
@@ -202,13 +205,13 @@ Finding judge_unknown(std::uint32_t status, const Lines& lines) {
 Finding judge_query(std::uint32_t status, const std::vector<std::string>& lines, std::string_view server) {
   if (const auto failure = transport_failure(lines)) return judge_transport(*failure, server);
   const Stage stage = status == status_no_token ? Stage::login : Stage::azure_stack;
-  if (last_with(lines, overload_mark) != nullptr) {
+  const std::string* given_up = last_with(lines, overload_mark);
+  if (given_up != nullptr && !contains(*given_up, renewed_in_vain_mark)) {
     return {stage, ExitCode::unreachable, "the host is overloaded: it refused every attempt", "Try again later."};
   }
   if (stage == Stage::login) return judge_login(lines);
-  if (status == status_unauthorized || last_with(lines, api_error_mark) != nullptr) {
-    return judge_azure_stack(status, lines);
-  }
+  if (given_up != nullptr || status == status_unauthorized) return token_not_accepted(lines);
+  if (last_with(lines, api_error_mark) != nullptr) return judge_azure_stack(status, lines);
   if (last_with(lines, no_json_mark) != nullptr) {
     return {stage, ExitCode::failed, "the host's answer is not JSON, so it is no Azure Stack's",
             "Check the server name, and that no proxy or sign-in page answers in its place."};

@@ -104,6 +104,12 @@ INSTANTIATE_TEST_SUITE_P(
              Stage::azure_stack,
              ExitCode::login,
              {"InvalidAuthenticationToken: The audience is wrong.", "AuthResource"}},
+        Case{"RenewedTokensNotAccepted",
+             6646,
+             {"SendHttpRequest: Failed to make http request with http response error code 401. retries exceeded"},
+             Stage::azure_stack,
+             ExitCode::login,
+             {"does not accept"}},
         Case{"TokenRenewalGivenUp", 6629, {}, Stage::azure_stack, ExitCode::login, {}},
         Case{"NotAResourceManager", 6630, {list_missing}, Stage::azure_stack, ExitCode::failed, {"404"}},
         // The empty list is a consequence here, not the cause.
