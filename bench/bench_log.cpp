@@ -29,8 +29,9 @@ int main() {
   };
   const auto raw = [](int i) {
     std::array<char, 1024> text;
-    std::snprintf(text.data(), text.size(), "%s: Query URL: %s. is_internet_call %d ", "SendHttpRequest",
-                  "https://management.local.azurestack.localhost/subscriptions?api-version=2018-05-01", i);
+    static_cast<void>(
+        std::snprintf(text.data(), text.size(), "%s: Query URL: %s. is_internet_call %d ", "SendHttpRequest",
+                      "https://management.local.azurestack.localhost/subscriptions?api-version=2018-05-01", i));
     Use(text.data());
   };
   const bool within = bench::CompareRatio(
