@@ -13,11 +13,11 @@
 namespace sim {
 namespace {
 
-constexpr long one_day = 24 * 60 * 60;
+constexpr long one_day = 24L * 60 * 60;
 constexpr long ten_years = 3650 * one_day;
 
 KeyPtr new_key() {
-  KeyPtr key(EVP_EC_gen("P-256"));
+  KeyPtr key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
   require(key != nullptr, "making an EC key");
   return key;
 }

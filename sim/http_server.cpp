@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -106,11 +105,7 @@ class OpenSockets {
 
 /// Hands a piece of the body to the library: of the text, or of as many bytes of filler.
 bool write_piece(const Response& response, std::uint64_t offset, std::uint64_t size, httplib::DataSink& sink) {
-  static const std::array<char, 64 * 1024> filler = [] {
-    std::array<char, 64 * 1024> bytes{};
-    bytes.fill('x');
-    return bytes;
-  }();
+  static const std::string filler(64UL * 1024, 'x');
   const char* data = filler.data();
   if (response.filler_bytes == 0) {
     data = response.body.data() + offset;
@@ -165,7 +160,7 @@ class HttpServer::Implementation final : public httplib::Server {
     set_read_timeout(0);
     set_write_timeout(0);
     set_keep_alive_max_count(1'000'000'000);
-    set_keep_alive_timeout(24 * 60 * 60);
+    set_keep_alive_timeout(24L * 60 * 60);
     // The library's own choice lets two servers share a port.
     set_socket_options([](socket_t socket) {
       const int on = 1;

@@ -1,9 +1,7 @@
 // azurestack-sim: the simulator as a program of its own, for people and for demonstrations.
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -128,7 +126,7 @@ int main(int argc, char** argv) {
     run(arguments);
     return 0;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "azurestack-sim: %s\n", error.what());
+    std::cerr << "azurestack-sim: " << error.what() << std::endl;
     return exit_failure;
   }
 }

@@ -10,8 +10,8 @@
 namespace sim {
 namespace {
 
-constexpr std::size_t longest_head = 128 * 1024;
-constexpr std::size_t output_piece = 64 * 1024;
+constexpr std::size_t longest_head = 128UL * 1024;
+constexpr std::size_t output_piece = 64UL * 1024;
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view blanks = " \t\r\n";
@@ -150,7 +150,7 @@ void TlsStream::reset() {
   // Connecting a TCP socket to no address at all makes Linux drop the connection with a reset at once; SO_LINGER would
   // do it only when the socket is closed, after the good-byes of the layers above.
   const sockaddr nowhere{AF_UNSPEC, {}};
-  connect(socket_, &nowhere, sizeof nowhere);
+  static_cast<void>(connect(socket_, &nowhere, sizeof nowhere));
   broken_ = true;
 }
 

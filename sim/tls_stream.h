@@ -63,7 +63,7 @@ class TlsStream final : public httplib::Stream {
   socket_t socket_;
   bool broken_ = false;
 
-  std::array<char, 16 * 1024> input_;  // one TLS record
+  std::array<char, 16UL * 1024> input_;  // one TLS record
   std::size_t input_begin_ = 0;
   std::size_t input_end_ = 0;
   std::string output_;

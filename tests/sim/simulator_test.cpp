@@ -262,12 +262,12 @@ TEST_F(SimulatorTest, BodiesOfEveryFramingArrive) {
 }
 
 TEST_F(SimulatorTest, SurvivesWhatIsNoHttp) {
-  CURL* curl = curl_easy_init();
   for (const std::string& bytes : {std::string("\0\xff\n\r\n\r\n", 7), std::string("GET\r\n\r\n"),
                                    std::string("GET / HTTP/1.1\r\n:\r\nContent-Length: -5\r\n\r\n"),
                                    "GET /" + std::string(100'000, 'a') + " HTTP/1.1\r\n\r\n",
                                    std::string("POST /x HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n")}) {
-    curl_easy_reset(curl);
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> owner(curl_easy_init(), curl_easy_cleanup);
+    CURL* curl = owner.get();
     curl_easy_setopt(curl, CURLOPT_URL, management("").c_str());
     curl_easy_setopt(curl, CURLOPT_CAINFO, simulator.ca_file().c_str());
     curl_easy_setopt(curl, CURLOPT_CONNECT_ONLY, 1L);
@@ -275,7 +275,6 @@ TEST_F(SimulatorTest, SurvivesWhatIsNoHttp) {
     std::size_t sent = 0;
     curl_easy_send(curl, bytes.data(), bytes.size(), &sent);
   }
-  curl_easy_cleanup(curl);
   EXPECT_EQ(client.get(management(subscriptions)).status, 401);
 }
 
