@@ -1,5 +1,6 @@
 #include "sim/simulator.h"
 
+#include <deque>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -31,7 +32,8 @@ Overloaded(Functions...) -> Overloaded<Functions...>;
 class Simulator::Implementation {
  public:
   Implementation(Simulator& simulator, Options options)
-      : authority_(options.tls_dir.empty() ? own_directory_.emplace().path() : options.tls_dir),
+      : record_limit_(options.record_limit),
+        authority_(options.tls_dir.empty() ? own_directory_.emplace().path() : options.tls_dir),
         server_(options.port, authority_.server_context(options.world.region, options.world.domain)) {
     cloud_.endpoints = endpoints_of(options.world, server_.port());
     cloud_.world = std::move(options.world);
@@ -47,7 +49,7 @@ class Simulator::Implementation {
 
   /// What the simulator's members read and change, for one thread at a time.
   struct State {
-    std::vector<RecordedRequest> requests;
+    std::deque<RecordedRequest> requests;
     std::vector<std::string> unknown_requests;
     FaultList faults;
   };
@@ -79,8 +81,13 @@ class Simulator::Implementation {
 
     const std::lock_guard lock(mutex_);
     Reply reply = fault ? faulty_reply(*fault, service, request) : Reply{response(service, request), {}};
-    state_.requests.push_back({request, reply.delivery.nothing ? 0 : reply.response.status});
+    record({request, reply.delivery.nothing ? 0 : reply.response.status});
     return reply;
+  }
+
+  void record(RecordedRequest request) {
+    state_.requests.push_back(std::move(request));
+    if (state_.requests.size() > record_limit_) state_.requests.pop_front();
   }
 
   Reply faulty_reply(const FaultAction& fault, std::optional<Service> service, const Request& request) {
@@ -144,7 +151,8 @@ class Simulator::Implementation {
     return std::nullopt;
   }
 
-  std::mutex mutex_;  // guards cloud_ and state_
+  const std::size_t record_limit_;
+  std::mutex mutex_;  // guards state_ and all of cloud_ but the endpoints, which stay what they are
   Cloud cloud_;
   State state_;
   RouteTable routes_;
@@ -167,7 +175,8 @@ std::filesystem::path Simulator::ca_file() const { return implementation_->autho
 std::size_t Simulator::connections() const { return implementation_->server().connections(); }
 
 std::vector<RecordedRequest> Simulator::requests() const {
-  return implementation_->with_state([](const auto& state) { return state.requests; });
+  return implementation_->with_state(
+      [](const auto& state) { return std::vector<RecordedRequest>(state.requests.begin(), state.requests.end()); });
 }
 
 void Simulator::clear_requests() {

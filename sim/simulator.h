@@ -20,6 +20,8 @@ struct Options {
   /// removed at the end.
   std::filesystem::path tls_dir;
   World world = demo_world();
+  /// The record forgets its oldest request beyond this many, so that a long run does not fill the memory.
+  std::size_t record_limit = 100'000;
 };
 
 struct RecordedRequest : Request {
@@ -50,8 +52,8 @@ class Simulator {
   /// The PEM file of the authority that a client must trust.
   std::filesystem::path ca_file() const;
 
-  /// Every well-formed request since the start or the last clear_requests(), in the order of the answers, secrets
-  /// included. Those of the control end point are left out.
+  /// Every well-formed request (up to Options::record_limit) since the start or the last clear_requests(), in the order
+  /// of the answers, secrets included. Those of the control end point are left out.
   std::vector<RecordedRequest> requests() const;
   void clear_requests();
 

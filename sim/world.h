@@ -48,7 +48,11 @@ struct World {
 /// Two subscriptions, one client of AAD and one user of AD FS: the contents of worlds/demo.json.
 World demo_world();
 
-/// Reads a world from JSON text. Throws std::runtime_error, its text naming `origin` and the member that is missing,
+/// Reads a world from JSON text: an object with the members region, domain, tenantId, audience, tokenLifetimeSeconds
+/// (3600 when absent), aadClients [{clientId, clientSecret}], adfsUsers [{userName, password, clientId}] and
+/// subscriptions
+/// [{id, displayName, tenantId (the world's when absent), resourceGroups [{name, location (the region when absent)}]}];
+/// an array may be absent. Throws std::runtime_error, its text naming `origin` and the member that is missing,
 /// unknown or of the wrong kind ("subscriptions[1].id").
 World parse_world(std::string_view json, const std::string& origin);
 

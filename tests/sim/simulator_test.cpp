@@ -248,6 +248,17 @@ TEST_F(SimulatorTest, RecordsRequestsAsReceived) {
   EXPECT_THAT(simulator.requests(), IsEmpty());
 }
 
+TEST(Simulator, ForgetsTheOldestRequestsBeyondTheLimit) {
+  sim::Options options;
+  options.record_limit = 2;
+  const sim::Simulator simulator(options);
+  CurlClient client(simulator.ca_file());
+  for (const char* path : {"/1", "/2", "/3"}) client.get("https://" + simulator.management_host() + path);
+  const auto requests = simulator.requests();
+  ASSERT_THAT(requests, SizeIs(2));
+  EXPECT_EQ(requests[0].target, "/2");
+}
+
 TEST_F(SimulatorTest, BodiesOfEveryFramingArrive) {
   const std::string large(3 << 20, 'b');  // curl waits for "100 Continue" before it sends this one
   client.send("PUT", management("/large"), {"Content-Type: application/json"}, large);
