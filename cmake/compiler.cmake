@@ -14,3 +14,8 @@ if(AZS_SANITIZE)
   add_compile_options(-fsanitize=${AZS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -U_FORTIFY_SOURCE)
   add_link_options(-fsanitize=${AZS_SANITIZE})
 endif()
+
+if(AZS_FUZZ)
+  # Coverage for libFuzzer in everything that a target reaches.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

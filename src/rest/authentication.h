@@ -22,22 +22,26 @@ class AzureStackPi_Authentication final : public TokenSource {
   /// has more than 300 seconds to live.
   std::string GetAuthToken(Status& status, bool force_renew) override;
 
+  struct Token {
+    std::string value;             // goes into a header line as it is
+    std::uint64_t expires_on = 0;  // seconds since the epoch; 0: for the request in hand only
+    std::string identity;          // of whom and for what
+  };
+
+  /// Reads a login authority's answer. Returns 0 with a token that fits a header line; 5 when the body is not JSON,
+  /// 6011 when it holds no usable token, or what CheckHeader says of the header.
+  static Status ParseAuthResponse(const std::string& header, const std::string& body, Token& token);
+
  private:
   struct Grant {
     bool is_internet_call;  // which proxy settings hold
     std::string path;       // of the token address
     std::string body;       // the form
   };
-  struct Token {
-    std::string value;
-    std::uint64_t expires_on = 0;  // seconds since the epoch; 0: for the request in hand only
-    std::string identity;          // of whom and for what
-  };
 
   static Grant ReadGrant();
   Status RequestToken(const Grant& grant, const std::string& url, Token& token);
   Status CreateUrl(const std::string& host, const std::string& path, std::string& url) const;
-  static Status ParseAuthResponse(const std::string& header, const std::string& body, Token& token);
 
   AzureStackPi_HttpClient client_;
   Token token_;
