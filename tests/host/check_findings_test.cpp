@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 using host::ExitCode;
@@ -33,6 +35,9 @@ struct Case {
   ExitCode code;
   std::vector<std::string> words;  // all of these stand in the text or the advice
 };
+
+// Without it a failure shows the bytes of the record.
+void PrintTo(const Case& given, std::ostream* out) { *out << given.name; }
 
 class JudgeQuery : public testing::TestWithParam<Case> {};
 

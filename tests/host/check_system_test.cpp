@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 
 #include "sim/client_files.h"
 #include "sim/simulator.h"
@@ -33,6 +34,9 @@ struct Case {
   int exit_code;
   std::vector<std::string> words;
 };
+
+// Without it a failure shows the bytes of the record.
+void PrintTo(const Case& given, std::ostream* out) { *out << given.name; }
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   const std::size_t at = text.find(from);

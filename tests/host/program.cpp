@@ -4,6 +4,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <cstdlib>
 #include <system_error>
 
 #include "tests/host/temporary_folder.h"
@@ -45,6 +46,9 @@ Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::stri
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + home};
   environment.insert(environment.end(), extra.begin(), extra.end());
+  for (const std::string name : {"ASAN_OPTIONS", "UBSAN_OPTIONS"}) {  // how the sanitizers are told to behave
+    if (const char* value = std::getenv(name.c_str())) environment.push_back(name + "=" + value);
+  }
   FileActions actions;
   actions.redirect(1, caught.path("output"));
   actions.redirect(2, caught.path("error"));
