@@ -11,6 +11,7 @@
 #include "src/base/server_handle.h"
 #include "src/config/config.h"
 #include "src/config/rest_server.h"
+#include "src/model/azurestack_network.h"
 #include "src/model/azurestack_storagekeys.h"
 
 using azurestackpi::AzureStackPi_Config;
@@ -62,6 +63,9 @@ Status OpenServer(const FunctionLog& log, const aapi_session_def_v1_t& session, 
   }
   log.flow("parsed region name %s and domain name %s ", server->region_name.c_str(), server->domain_name.c_str());
   ReadyConfiguration(*server, credentials);
+  if (server->session_kind == AAPI_SESSION_RESTORE) {
+    azurestackpi::azurestack_network::createInstance(server.get());
+  }
   out = server.release();
   return status;
 }
@@ -120,6 +124,7 @@ std::uint32_t azurestackpi_close_server_v1(aapi_server_t* server) {
     }
     log.flow("deleting storage account metadata");
     azurestackpi::azurestack_storagekeys::destroyInstance();
+    azurestackpi::azurestack_network::destroyInstance();
     platform::drop_connections();
     log.flow("exiting.");
     return azurestackpi::kOk;

@@ -32,9 +32,9 @@ class azurestackRG {
 
  private:
   Status BuildOneGroup();
-  Status GetAllResourceGroups(bool fetch);
-  Status ParseResourceGroups(json_t* root, bool fetch);
-  Status AddListedGroup(const std::string& name, bool fetch);
+  Status GetAllResourceGroups();
+  Status ParseResourceGroups(json_t* root);
+  Status AddListedGroup(const std::string& name);
   Status getVM(azurestack_resource_group_t& group);
   Status getAllVMs(azurestack_resource_group_t& group);
   vm_env_t GroupEnvironment(const azurestack_resource_group_t& group) const;

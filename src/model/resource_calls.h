@@ -17,21 +17,17 @@ class ResourceCalls {
  public:
   explicit ResourceCalls(const azs_rest_server_s& rest);
 
-  /// Makes the address of the next call from a path with its query.
-  Status CreateUrl(const std::string& subpath);
+  /// Sends to a path of the management endpoint, query included. method: an HttpHeader; body: null for none;
+  /// block_type: an EBlockType. Returns the status of SendHttpRequest: an answer of any HTTP status is 0.
+  Status Send(const std::string& subpath, int method, const _buffer_s* body, int block_type);
 
-  /// Sends to that address. method: an HttpHeader; body: null for none; block_type: an EBlockType. Returns the status
-  /// of SendHttpRequest: an answer of any HTTP status is 0.
-  Status Send(int method, const _buffer_s* body, int block_type);
-
-  /// GETs a path and opens the answer: 0 with the JSON in root, or the status of the call, of its HTTP status or 5.
-  /// kind tells the lines of failures apart.
-  Status GetJson(const std::string& subpath, const char* kind, JsonPtr& root);
+  Status Get(const std::string& subpath) { return Send(subpath, kGet, nullptr, kShortRequest); }
 
   const _Response& response() const { return response_; }
-  void ResetResponse() { AzureStackPi_HttpClient::ResetResponse(response_); }
 
  private:
+  Status CreateUrl(const std::string& subpath);
+
   AzureStackPi_HttpClient client_;
   std::string m_url;
   _Response response_;
@@ -41,9 +37,12 @@ class ResourceCalls {
 /// behind the word json.
 Status OpenJson(const FunctionLog& log, const std::string& body, JsonPtr& root, const char* what = "");
 
-/// CheckHeader and, when that is content, OpenJson.
+/// Judges an answer by its status line and opens its body. kind tells the lines of failures apart.
 Status OpenAnswer(const FunctionLog& log, const _Response& response, const char* kind, JsonPtr& root,
                   const char* what = "");
+
+/// The list in an answer; null, which counts as empty, with an error line when there is none.
+const json_t* ListedValues(const FunctionLog& log, const json_t* root);
 
 /// Logs the members of an answer that its reader does not know. A link to a next page is an error line: what stands
 /// there is not read.

@@ -1,0 +1,124 @@
+#include "src/model/resource_calls.h"
+
+#include <algorithm>
+
+#include "src/base/text.h"
+#include "src/rest/authentication.h"
+#include "src/rest/json_text.h"
+
+namespace azurestackpi {
+namespace {
+
+bool IsAddressByte(unsigned char byte) {
+  return byte >= 0x20 && byte != 0x7f && byte != '?' && byte != '#' && byte != '%' && byte != '\\';
+}
+
+}  // namespace
+
+ResourceCalls::ResourceCalls(const azs_rest_server_s& rest) : client_(MakeResourceManagerClient(rest)) {}
+
+Status ResourceCalls::CreateUrl(const std::string& subpath) {
+  const FunctionLog log(__func__);
+  const std::string& host = client_.RestServer().management_endpoint;
+  const Status status = client_.CreateQueryURL(host.c_str(), &m_url, subpath.c_str());
+  if (status != kOk) {
+    log.error("Query Url formation failed rc: %d ", static_cast<int>(status));
+    return status;
+  }
+  log.detail("m_url: %s", m_url.c_str());
+  return kOk;
+}
+
+Status ResourceCalls::Send(const std::string& subpath, int method, const _buffer_s* body, int block_type) {
+  AzureStackPi_HttpClient::ResetResponse(response_);
+  if (const Status status = CreateUrl(subpath); status != kOk) {
+    return status;
+  }
+  HttpRequest request;
+  request.url = m_url;
+  request.method = method;
+  request.headers = {"Version: 4", "Content-Type: application/json", "Accept: application/json", "charset=utf-8"};
+  request.body = body;
+  request.block_type = block_type;
+  return client_.SendHttpRequest(request, response_);
+}
+
+Status OpenJson(const FunctionLog& log, const std::string& body, JsonPtr& root, const char* what) {
+  json_error_t error{};
+  root = ParseJson(body, error);
+  if (!root) {
+    log.error("error while parsing json%s: on line %d: %s", what, error.line, error.text);
+    return kBadJson;
+  }
+  return kOk;
+}
+
+Status OpenAnswer(const FunctionLog& log, const _Response& response, const char* kind, JsonPtr& root,
+                  const char* what) {
+  if (const Status status = CheckHeader(response.header.c_str(), response.body.c_str(), kind); status != kOk) {
+    return status;
+  }
+  log.flow("Response Header Looks Good !!");
+  return OpenJson(log, response.body, root, what);
+}
+
+const json_t* ListedValues(const FunctionLog& log, const json_t* root) {
+  const json_t* const values = json_object_get(root, "value");
+  if (!json_is_array(values)) {
+    log.error("The answer holds no list");
+    return nullptr;
+  }
+  return values;
+}
+
+void LogOtherMembers(const FunctionLog& log, json_t* root, std::string_view known) {
+  const char* key = nullptr;
+  json_t* value = nullptr;
+  json_object_foreach(root, key, value) {
+    if (known == key) {
+      continue;
+    }
+    const std::string text = CompactJson(value);
+    if (std::string_view("nextLink") == key && json_is_string(value) && !text.empty()) {
+      log.error("Next Page Exists at %s", text.c_str());
+    } else {
+      log.detail("%s = %s", key, text.c_str());
+    }
+  }
+}
+
+std::string CompactJson(const json_t* value) {
+  if (json_is_string(value)) {
+    return json_string_value(value);
+  }
+  const CText text(json_dumps(value, JSON_COMPACT | JSON_ENCODE_ANY));
+  return getValue(text.get());
+}
+
+bool IsUrlPath(std::string_view text) {
+  if (!std::all_of(text.begin(), text.end(), IsAddressByte)) {
+    return false;
+  }
+  while (true) {
+    const std::size_t end = std::min(text.find('/'), text.size());
+    const std::string_view segment = text.substr(0, end);
+    if (segment == "." || segment == "..") {
+      return false;
+    }
+    if (end == text.size()) {
+      return true;
+    }
+    text.remove_prefix(end + 1);
+  }
+}
+
+bool IsPathSegment(std::string_view text) {
+  return !text.empty() && text.find('/') == std::string_view::npos && IsUrlPath(text);
+}
+
+std::string LastPathComponent(const std::string& id) {
+  const std::string path = rtrim(id, "/");
+  return path.substr(path.rfind('/') + 1);
+}
+
+}  // namespace azurestackpi
