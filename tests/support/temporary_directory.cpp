@@ -19,7 +19,7 @@ TemporaryDirectory::~TemporaryDirectory() {
 }
 
 std::string TemporaryDirectory::write_file(const std::string& name, const std::string& bytes, mode_t mode) const {
-  const std::string file = path(name);
+  std::string file = path(name);
   std::ofstream(file, std::ios::binary) << bytes;
   std::filesystem::permissions(file, static_cast<std::filesystem::perms>(mode));
   return file;

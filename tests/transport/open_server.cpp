@@ -11,7 +11,7 @@ namespace {
 std::string Lines(const Settings& settings) {
   std::string text;
   for (const auto& [key, value] : settings) {
-    text += key + "=" + value + "\n";
+    text.append(key).append("=").append(value).append("\n");
   }
   return text;
 }

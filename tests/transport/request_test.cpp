@@ -10,7 +10,6 @@ using azurestackpi::kCannotCommunicate;
 using azurestackpi::kInternalError;
 using azurestackpi::kInvalidArgument;
 using azurestackpi::kNoToken;
-using azurestackpi::kNotTrusted;
 using azurestackpi::kOk;
 using azurestackpi::kServerNameInvalid;
 

@@ -141,8 +141,7 @@ TEST_F(TokenTest, IsRenewedWhenTheServerCallsItInvalid) {
 
 TEST_F(TokenTest, IsNotRenewedForAnyOtherRefusal) {
   const std::vector<std::string> refusals{
-      "Bearer error=\"invalid_token\", error_description=\"The authentication failed because of missing "
-      "'Authorization' header.\"",
+      R"(Bearer error="invalid_token", error_description="The authentication failed: no 'Authorization' header.")",
       "Bearer error_description=\"The access token has expired.\"",
       "Bearer error_description=The access token is invalid.",
       "Bearer error_description=\"The access token is invalid.",
