@@ -1,6 +1,7 @@
 #include "tests/support/log_transcript.h"
 
 #include <algorithm>
+#include <regex>
 #include <stdexcept>
 
 #include "src/base/logging.h"
@@ -10,6 +11,7 @@ namespace {
 
 // A log callback has no context of its own.
 LogTranscript* current = nullptr;
+aapi_session_def_v1_t current_session{};
 
 }  // namespace
 
@@ -18,14 +20,17 @@ LogTranscript::LogTranscript() {
     throw std::logic_error("one transcript at a time");
   }
   current = this;
-  session_.log = Take;
-  azurestackpi::setGlobalSessionDef(&session_);
+  current_session = aapi_session_def_v1_t{};
+  current_session.log = Take;
+  azurestackpi::setGlobalSessionDef(&current_session);
 }
 
 LogTranscript::~LogTranscript() {
   azurestackpi::setGlobalSessionDef(nullptr);
   current = nullptr;
 }
+
+aapi_session_def_v1_t& LogTranscript::session() { return current_session; }
 
 void LogTranscript::Take(const char* tag, const char* message, std::uint32_t level) {
   if (current != nullptr) {
@@ -43,6 +48,17 @@ std::string LogTranscript::text() const {
   std::string all;
   for (const LogLine& line : lines_) {
     all += std::to_string(line.level) + " " + line.text + "\n";
+  }
+  return all;
+}
+
+std::string LogTranscript::masked_text() const {
+  static const std::regex id("[0-9a-fA-F]{8}(-[0-9a-fA-F]{4}){3}-[0-9a-fA-F]{12}");
+  static const std::regex number("[0-9]+");
+  std::string all;
+  for (const LogLine& line : lines_) {
+    const std::string without_ids = std::regex_replace(line.text, id, "<id>");
+    all += std::to_string(line.level) + " " + std::regex_replace(without_ids, number, "#") + "\n";
   }
   return all;
 }

@@ -18,6 +18,7 @@ struct LogLine {
 };
 
 /// A session definition whose log lines are kept. One at a time; installed as the process-wide session from the start.
+/// As with any host, the definition itself lives as long as the process: a loaded library may still look at it.
 class LogTranscript {
  public:
   LogTranscript();
@@ -25,7 +26,7 @@ class LogTranscript {
   LogTranscript(const LogTranscript&) = delete;
   LogTranscript& operator=(const LogTranscript&) = delete;
 
-  aapi_session_def_v1_t& session() { return session_; }
+  aapi_session_def_v1_t& session();
 
   const std::vector<LogLine>& lines() const { return lines_; }
   void clear() { lines_.clear(); }
@@ -36,10 +37,12 @@ class LogTranscript {
   /// All lines, one below the other, each after its level: "3 azurestackpi_open_server_v1: entering".
   std::string text() const;
 
+  /// The same with every id (8-4-4-4-12 hexadecimal digits) as "<id>" and every other number as "#".
+  std::string masked_text() const;
+
  private:
   static void Take(const char* tag, const char* message, std::uint32_t level);
 
-  aapi_session_def_v1_t session_{};
   std::vector<LogLine> lines_;
 };
 

@@ -1,0 +1,127 @@
+// What a host meets first: the exported names, the information record, the two tables.
+#include <elf.h>
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+#include "src/api/entry_points.h"
+#include "tests/api/c_host.h"
+#include "tests/api/loaded_library.h"
+
+namespace {
+
+using api_test::LoadedLibrary;
+
+std::vector<std::string> EntryPointNames() {
+#define NAME(name) "azurestackpi_" #name "_v1",
+  return {AZURESTACKPI_ENTRY_POINTS(NAME)};
+#undef NAME
+}
+
+template <typename Record>
+std::vector<Record> RecordsAt(const std::string& file, std::size_t offset, std::size_t count) {
+  const std::string bytes = file.substr(offset, count * sizeof(Record));
+  std::vector<Record> records(bytes.size() / sizeof(Record));
+  std::memcpy(records.data(), bytes.data(), records.size() * sizeof(Record));
+  return records;
+}
+
+// The names that a shared library defines for others.
+std::set<std::string> ExportedNames(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  const std::string file{std::istreambuf_iterator<char>(stream), {}};
+  const Elf64_Ehdr header = RecordsAt<Elf64_Ehdr>(file, 0, 1).at(0);
+  const auto sections = RecordsAt<Elf64_Shdr>(file, header.e_shoff, header.e_shnum);
+  std::set<std::string> names;
+  for (const Elf64_Shdr& section : sections) {
+    if (section.sh_type == SHT_DYNSYM) {
+      const std::size_t texts = sections.at(section.sh_link).sh_offset;
+      for (const auto& symbol : RecordsAt<Elf64_Sym>(file, section.sh_offset, section.sh_size / sizeof(Elf64_Sym))) {
+        if (symbol.st_shndx != SHN_UNDEF) {
+          names.insert(file.c_str() + texts + symbol.st_name);
+        }
+      }
+    }
+  }
+  return names;
+}
+
+TEST(Loading, ExportsTheInterfaceAndNothingElse) {
+  std::vector<std::string> expected = EntryPointNames();
+  expected.insert(expected.end(),
+                  {"aapi_pgn_init", "create_wkld_file", "open_wkld_file", "close_wkld_file", "delete_wkld_file",
+                   "wkldfile_write_record", "wkldfile_read_record", "execute_immediate_cmd", "create_out_dir"});
+  EXPECT_THAT(ExportedNames(AZURESTACKPI_LIBRARY), testing::UnorderedElementsAreArray(expected));
+}
+
+void Put(std::array<char, 136>& record, std::size_t offset, const void* bytes, std::size_t size) {
+  std::memcpy(record.data() + offset, bytes, size);
+}
+
+TEST(Loading, FillsTheInformationRecordByteForByte) {
+  const LoadedLibrary library;
+  for (const std::uint32_t version : {1u, 2u}) {
+    aapi_plugin_info_t info;
+    std::memset(&info, 0xee, sizeof(info));
+    ASSERT_EQ(library.init(version, &info), 0u);
+    std::array<char, 136> actual;
+    std::memcpy(actual.data(), &info, sizeof(info));
+
+    std::array<char, 136> expected{};
+    const std::array<std::uint32_t, 5> words{1, 0, 2, 0, version};
+    Put(expected, 0, &version, sizeof(version));
+    Put(expected, 4, actual.data() + 4, 4);  // between the fields
+    Put(expected, 8, &info.entry_points, sizeof(info.entry_points));
+    Put(expected, 16, "azurestack", 10);
+    Put(expected, 48, "AzureStack Plugin", 17);
+    Put(expected, 80, words.data(), sizeof(words));
+    Put(expected, 100, "v1.0 2017_12 AzureStack Plugin", 30);
+    Put(expected, 132, actual.data() + 132, 4);  // behind the last field
+    EXPECT_EQ(actual, expected) << version;
+  }
+}
+
+TEST(Loading, LeavesTheRecordAloneForAnotherVersion) {
+  const LoadedLibrary library;
+  for (const std::uint32_t version : {0u, 3u, 0xffffffffu}) {
+    aapi_plugin_info_t info;
+    std::memset(&info, 0xee, sizeof(info));
+    const aapi_plugin_info_t before = info;
+    EXPECT_EQ(library.init(version, &info), AAPI_E_VERSION);
+    EXPECT_EQ(std::memcmp(&info, &before, sizeof(info)), 0) << version;
+  }
+  EXPECT_EQ(library.init(2, nullptr), AAPI_E_INVALID_ARGUMENT);
+}
+
+TEST(Loading, BothTablesHoldTheEntryPointsInOrder) {
+  const LoadedLibrary library;
+  std::vector<void*> expected;
+  for (const std::string& name : EntryPointNames()) {
+    expected.push_back(library.symbol(name));
+  }
+  ASSERT_EQ(expected.size(), 38u);
+  EXPECT_THAT(expected, testing::Each(testing::NotNull()));
+  expected.resize(40);
+  for (const std::uint32_t version : {1u, 2u}) {
+    std::vector<void*> slots(40);
+    std::memcpy(slots.data(), &library.table(version), 40 * sizeof(void*));
+    EXPECT_EQ(slots, expected) << version;
+  }
+  EXPECT_NE(&library.table(1), &library.table(2));
+}
+
+TEST(Loading, AHostInPlainCDrivesIt) {
+  const LoadedLibrary library;
+  aapi_plugin_info_t info{};
+  ASSERT_EQ(library.init(AAPI_INTERFACE_V1, &info), AAPI_OK);
+  unsigned log_lines = 0;
+  EXPECT_EQ(drive_as_c_host(&info, &log_lines), 0);
+  EXPECT_GT(log_lines, 0u);
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+#include "src/base/process_state.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+#include "src/base/logging.h"
+
+namespace {
+
+using azurestackpi::ProcessStateNames;
+using azurestackpi::ProcessValue;
+using azurestackpi::ResetProcessState;
+
+TEST(ProcessState, ListsEveryValueOnceByName) {
+  const std::vector<std::string> names = ProcessStateNames();
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
+  EXPECT_THAT(names, testing::IsSupersetOf(
+                         {"session definition", "time of the last keep-alive", "secrets kept out of log lines"}));
+}
+
+TEST(ProcessState, ResetPutsEveryValueBack) {
+  const aapi_session_def_v1_t session{};
+  azurestackpi::setGlobalSessionDef(&session);
+  ProcessValue<std::vector<int>> numbers("numbers of a test");
+  numbers->push_back(3);
+  ResetProcessState();
+  EXPECT_TRUE(numbers->empty());
+  EXPECT_EQ(azurestackpi::getGlobalSessionDef(), nullptr);
+}
+
+TEST(ProcessState, AValueThatEndsLeavesTheList) {
+  const std::vector<std::string> before = ProcessStateNames();
+  {
+    const ProcessValue<int> outer("outer");
+    { const ProcessValue<int> inner("inner"); }
+    EXPECT_THAT(ProcessStateNames(), testing::Contains("outer"));
+    EXPECT_THAT(ProcessStateNames(), testing::Not(testing::Contains("inner")));
+  }
+  EXPECT_EQ(ProcessStateNames(), before);
+  ResetProcessState();
+}
+
+}  // namespace
