@@ -7,12 +7,16 @@
 #include "src/base/process_state.h"
 #include "src/base/server_handle.h"
 #include "src/base/text.h"
+#include "src/blob/azure_disk_snapshots.h"
 #include "src/config/config.h"
+#include "src/discovery/discovery.h"
 #include "src/object/object_path.h"
+#include "src/object/snapshot_cleanup.h"
 
 using azurestackpi::AzureStackPi_Config;
 using azurestackpi::EntryFrame;
 using azurestackpi::FunctionLog;
+using azurestackpi::getValue;
 using azurestackpi::ProcessValue;
 using azurestackpi::RunEntryPoint;
 using azurestackpi::Status;
@@ -56,13 +60,21 @@ Status RecoverVm(const FunctionLog& log) {
 
 extern "C" {
 
-std::uint32_t azurestackpi_discovery_v1(aapi_server_t* server, const char* selections, const char* /*proxyclients*/,
-                                        const char* /*wkldoutdir*/, const char* /*outfilesuffix*/,
-                                        const char* /*schedtype*/, const char* /*snapid*/) {
+std::uint32_t azurestackpi_discovery_v1(aapi_server_t* server, const char* selections, const char* proxyclients,
+                                        const char* wkldoutdir, const char* outfilesuffix, const char* schedtype,
+                                        const char* snapid) {
   return RunEntryPoint({__func__, nullptr}, {server, selections}, [&](const FunctionLog& log) {
+    const SnapshotCleanup cleanup = ReadCleanupPolicy(log);
     log.flow("enter: %s", selections);
-    ReadCleanupPolicy(log);
-    return azurestackpi::kOperationFailed;
+    if (cleanup == SnapshotCleanup::kDeleteBeforeBackup) {
+      // A failure is told there; what could not be deleted does not stand in the way of new snapshots.
+      static_cast<void>(azurestackpi::azurestack_delete_snapshots(*server, selections, ""));
+    }
+    azurestackpi::AzureDiskSnapshots snapshots;
+    return azurestackpi::azurestackpi_impl_discovery(*server,
+                                                     {selections, getValue(proxyclients), getValue(wkldoutdir),
+                                                      getValue(outfilesuffix), getValue(schedtype), getValue(snapid)},
+                                                     snapshots);
   });
 }
 
@@ -70,13 +82,21 @@ std::uint32_t azurestackpi_preprocess_v1(aapi_server_t* /*server*/, const char* 
   return OnlyReturning(__func__);
 }
 
-std::uint32_t azurestackpi_postprocess_v1(aapi_server_t* server, const char* selections, const char* /*snapid*/) {
-  return RunEntryPoint({__func__}, {server, selections}, [&](const FunctionLog& log) {
-    ReadCleanupPolicy(log);
+std::uint32_t azurestackpi_postprocess_v1(aapi_server_t* server, const char* selections, const char* snapid) {
+  return RunEntryPoint({__func__}, {server, selections}, [&](const FunctionLog& log) -> Status {
+    const SnapshotCleanup cleanup = ReadCleanupPolicy(log);
     std::string in_discovery;
     static_cast<void>(AzureStackPi_Config::getInstance().GetConfVal("VM_SNAPSHOT_IN_DISCOVERY", in_discovery));
     log.flow("VM Snapshot done in Discovery: %s", in_discovery.c_str());
-    return azurestackpi::kOperationFailed;
+    Status of_this_backup = azurestackpi::kOk;
+    if (azurestackpi::IsYes(in_discovery)) {
+      of_this_backup = azurestackpi::azurestack_delete_snapshots(*server, selections, getValue(snapid));
+    }
+    Status of_stale_ones = azurestackpi::kOk;
+    if (cleanup == SnapshotCleanup::kDeleteAfterBackup) {
+      of_stale_ones = azurestackpi::azurestack_delete_snapshots(*server, selections, "");
+    }
+    return of_this_backup != azurestackpi::kOk ? of_this_backup : of_stale_ones;
   });
 }
 

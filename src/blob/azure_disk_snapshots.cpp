@@ -1,0 +1,32 @@
+#include "src/blob/azure_disk_snapshots.h"
+
+#include "src/base/logging.h"
+
+namespace azurestackpi {
+namespace {
+
+Status NotYet(const char* function, const std::string& disk) {
+  FunctionLog(function).error("Snapshots of disks are not supported yet: %s", disk.c_str());
+  return kOperationFailed;
+}
+
+}  // namespace
+
+Status AzureDiskSnapshots::CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& /*server*/,
+                                                     const std::string& /*snapshot_name*/, const std::string& /*tag*/,
+                                                     vm_managed_disk_t& disk, std::string* /*async_url*/,
+                                                     EBlockType /*block_type*/) {
+  return NotYet(__func__, disk.m_disk_id);
+}
+
+Status AzureDiskSnapshots::CreateSnapshot(const std::string& uri, const std::string& /*snapshot_name*/,
+                                          const std::string& /*tag*/, aapi_keepalive_fn /*keepalive*/) {
+  return NotYet(__func__, uri);
+}
+
+Status AzureDiskSnapshots::DeleteSnapshot(const std::string& uri, const std::string& /*snapshot_name*/,
+                                          const std::string& /*tag*/, aapi_keepalive_fn /*keepalive*/) {
+  return NotYet(__func__, uri);
+}
+
+}  // namespace azurestackpi

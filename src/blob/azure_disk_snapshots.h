@@ -1,0 +1,20 @@
+// Snapshots of the disks of an Azure Stack.
+#pragma once
+
+#include "src/blob/disk_snapshots.h"
+
+namespace azurestackpi {
+
+/// Cannot take or delete any snapshot yet: every call returns 6614 with an error line that names the disk.
+class AzureDiskSnapshots final : public DiskSnapshots {
+ public:
+  Status CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& server, const std::string& snapshot_name,
+                                   const std::string& tag, vm_managed_disk_t& disk, std::string* async_url,
+                                   EBlockType block_type) override;
+  Status CreateSnapshot(const std::string& uri, const std::string& snapshot_name, const std::string& tag,
+                        aapi_keepalive_fn keepalive) override;
+  Status DeleteSnapshot(const std::string& uri, const std::string& snapshot_name, const std::string& tag,
+                        aapi_keepalive_fn keepalive) override;
+};
+
+}  // namespace azurestackpi
