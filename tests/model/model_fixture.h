@@ -1,0 +1,56 @@
+// Readers of the resource model against a server that answers with texts of a test's choice.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "src/model/vm_records.h"
+#include "tests/transport/open_server.h"
+
+namespace model_test {
+
+/// A file of tests/data/arm.
+std::string ReadData(const std::string& name);
+
+/// "NAME GROUP SIZE STATE NIC DISKS": "-" for no state; a disk is M:NAME:GB:TYPE:LUN or V:NAME:GB:BLOB, the OS disk
+/// first.
+std::string Describe(const azurestackpi::vm_details_t& vm);
+
+/// Keeps standard output from its construction on. One at a time.
+class CapturedOutput {
+ public:
+  CapturedOutput();
+  ~CapturedOutput();
+  CapturedOutput(const CapturedOutput&) = delete;
+  CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+  std::string Text() const;
+
+ private:
+  struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::unique_ptr<std::FILE, FileCloser> file_;
+  int saved_;
+};
+
+class ModelTest : public transport_test::OpenServer {
+ protected:
+  ModelTest();
+
+  /// Answers every request whose target matches from now on.
+  void Serve(const std::string& target, const std::string& body, int status = 200);
+
+  /// The same, for the next matching request only.
+  void ServeOnce(const std::string& target, const std::string& body, int status = 200);
+
+  /// Targets of the requests so far that hold the text.
+  std::vector<std::string> Targets(const std::string& part) const;
+
+  /// A request for subscription "sub" and group "rg".
+  static azurestackpi::vm_env_t Env(const std::string& resource_group = "rg", const std::string& vm_name = "");
+
+  azurestackpi::azs_rest_server_s rest;
+};
+
+}  // namespace model_test

@@ -1,0 +1,267 @@
+// Descriptions of machines with one thing wrong at a time, in another order, and what copies of records hold.
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "src/model/azurestack_rg.h"
+#include "src/model/vm_reader.h"
+#include "src/rest/json_text.h"
+#include "tests/model/model_fixture.h"
+
+namespace model_test {
+namespace {
+
+using namespace azurestackpi;
+using Json = nlohmann::ordered_json;
+
+const char* const kManaged = "vm-managed-linux-2-data-disks-lun-gap-running.json";
+const char* const kUnmanaged = "vm-unmanaged-linux-deallocated.json";
+const char* const kSecrets = "vm-managed-windows-secrets-running.json";
+const char* const kPlan = "vm-managed-linux-plan-data-disk-running.json";
+
+// Every value of a body, by where it stands.
+void CollectPaths(const Json& value, const Json::json_pointer& here, std::vector<Json::json_pointer>& paths) {
+  if (!value.is_structured()) {
+    return;
+  }
+  for (const auto& item : value.items()) {
+    const Json::json_pointer path = value.is_array() ? here / std::stoul(item.key()) : here / item.key();
+    paths.push_back(path);
+    CollectPaths(item.value(), path, paths);
+  }
+}
+
+std::vector<Json::json_pointer> Paths(const Json& body) {
+  std::vector<Json::json_pointer> paths;
+  CollectPaths(body, {}, paths);
+  return paths;
+}
+
+// The body with the value at a path removed.
+std::string Without(Json body, const Json::json_pointer& path) {
+  Json& parent = body[path.parent_pointer()];
+  parent.is_array() ? parent.erase(std::stoul(path.back())) : parent.erase(path.back());
+  return body.dump();
+}
+
+// The body with a second, null member of the same name behind the one at a path.
+std::string Repeated(Json body, const Json::json_pointer& path) {
+  Json& parent = body[path.parent_pointer()];
+  if (!parent.is_object()) {
+    return body.dump();
+  }
+  parent["repeated member"] = nullptr;
+  std::string text = body.dump();
+  const std::string stand_in = "\"repeated member\"";
+  return text.replace(text.find(stand_in), stand_in.size(), Json(path.back()).dump());
+}
+
+std::vector<std::string> Mutations(const Json& body, const Json::json_pointer& path) {
+  std::vector<std::string> texts{Without(body, path), Repeated(body, path)};
+  const std::vector<Json> values{nullptr,
+                                 -1,
+                                 9223372036854775807,
+                                 1.5,
+                                 true,
+                                 "",
+                                 "/",
+                                 "x",
+                                 "%s%n",
+                                 "m\xc3\xa4schine \xe6\x9c\xba",
+                                 "/a/resourceGroups",
+                                 "/subscriptions/s/resourceGroups/r/" + std::string(200, '/'),
+                                 std::string(1 << 20, 'L'),
+                                 Json::array(),
+                                 Json::array({nullptr, 1, "x", Json::object(), Json::array()}),
+                                 Json::object(),
+                                 {{"id", 1}, {"uri", nullptr}}};
+  for (const Json& value : values) {
+    Json changed = body;
+    changed[path] = value;
+    texts.push_back(changed.dump());
+  }
+  return texts;
+}
+
+VmVerdict ReadText(const std::string& text, vm_details_t& vm) {
+  json_error_t error{};
+  const JsonPtr root = ParseJson(text, error);
+  EXPECT_NE(root, nullptr) << error.text;
+  return ReadVmDescription(root.get(), vm);
+}
+
+// What holds for each machine that is accepted, however odd its description: each disk that was counted can be found.
+void ExpectWhole(const vm_details_t& vm, const std::string& text) {
+  const vm_storage_profile_t& storage = vm.m_storage_profile;
+  ASSERT_LE(storage.m_data_disk_count, 4) << text;
+  std::vector<const DiskOwner*> disks{&storage.m_os_disk.m_disk};
+  for (int i = 0; i < storage.m_data_disk_count; ++i) {
+    disks.push_back(&storage.m_data_disks.at(static_cast<std::size_t>(i)).m_disk);
+  }
+  for (const DiskOwner* disk : disks) {
+    ASSERT_TRUE(*disk) << text;
+    if (disk->managed() != nullptr) {
+      EXPECT_FALSE(disk->managed()->m_disk_id.empty() || disk->managed()->m_disk_subscription_id.empty() ||
+                   disk->managed()->m_disk_resource_group.empty() || disk->managed()->m_lun.empty())
+          << text;
+      EXPECT_EQ(disk->managed()->m_vm_id, vm.m_vm_id);
+    } else {
+      EXPECT_FALSE(disk->unmanaged()->m_uri.empty()) << text;
+    }
+  }
+}
+
+TEST(VmMutationTest, AnyMemberMayBeWrong) {
+  const test_support::FreshState fresh;
+  test_support::LogTranscript log;
+  const CapturedOutput output;
+  std::size_t accepted = 0;
+  std::size_t refused = 0;
+  for (const char* file : {kManaged, kUnmanaged, kSecrets, kPlan}) {
+    const Json body = Json::parse(ReadData(file));
+    for (const Json::json_pointer& path : Paths(body)) {
+      for (const std::string& text : Mutations(body, path)) {
+        vm_details_t vm;
+        const VmVerdict verdict = ReadText(text, vm);
+        log.clear();
+        if (verdict.status == kOk) {
+          ++accepted;
+          ExpectWhole(vm, path.to_string() + ": " + text.substr(0, 4000));
+        } else {
+          ++refused;
+          EXPECT_TRUE(verdict.status == kInvalidArgument || verdict.status == kConfigurationInvalid);
+          EXPECT_FALSE(verdict.reason.empty()) << path.to_string();
+        }
+      }
+    }
+  }
+  EXPECT_GT(accepted, 1000U);
+  EXPECT_GT(refused, 100U);
+}
+
+TEST(VmMutationTest, TheRootMayBeAnything) {
+  const test_support::FreshState fresh;
+  for (const char* text : {"[]", "{}", "[[[]]]", "{\"properties\":[]}"}) {
+    vm_details_t vm;
+    EXPECT_EQ(ReadText(text, vm).status, kConfigurationInvalid) << text;
+  }
+}
+
+Json Reversed(const Json& value) {
+  if (value.is_array()) {
+    Json copy = value;
+    std::transform(value.begin(), value.end(), copy.begin(), Reversed);
+    return copy;
+  }
+  if (!value.is_object()) {
+    return value;
+  }
+  std::vector<std::pair<std::string, Json>> members;
+  for (const auto& item : value.items()) {
+    members.emplace(members.begin(), item.key(), Reversed(item.value()));
+  }
+  Json reversed = Json::object();
+  for (const auto& [key, member] : members) {
+    reversed[key] = member;
+  }
+  return reversed;
+}
+
+std::string ManagedDisks(const vm_details_t& vm) {
+  std::string text;
+  for (const vm_data_disks_t& slot : vm.m_storage_profile.m_data_disks) {
+    if (const vm_managed_disk_t* disk = slot.m_disk.managed()) {
+      text += disk->m_vm_id + " " + disk->m_lun + " " + disk->m_disk_name + ";";
+    }
+  }
+  return text;
+}
+
+TEST(VmMutationTest, TheOrderOfMembersDoesNotMatter) {
+  const test_support::FreshState fresh;
+  for (const char* file : {kManaged, kUnmanaged, kSecrets, kPlan}) {
+    const Json body = Json::parse(ReadData(file));
+    vm_details_t given;
+    ASSERT_EQ(ReadText(body.dump(), given).status, kOk);
+    for (const std::string& text : {Reversed(body).dump(), nlohmann::json::parse(body.dump()).dump()}) {
+      vm_details_t other;
+      ASSERT_EQ(ReadText(text, other).status, kOk);
+      EXPECT_EQ(Describe(other), Describe(given));
+      EXPECT_EQ(ManagedDisks(other), ManagedDisks(given));
+    }
+  }
+}
+
+TEST(VmMutationTest, ACopyOutlivesTheRecordItWasMadeFrom) {
+  const test_support::FreshState fresh;
+  auto original = std::make_unique<vm_details_t>();
+  ASSERT_EQ(ReadText(ReadData(kManaged), *original).status, kOk);
+  original->m_flag = true;
+  const std::string before = Describe(*original) + ManagedDisks(*original);
+  const vm_details_t copy = *original;
+  vm_details_t assigned;
+  assigned = copy;
+  EXPECT_NE(copy.m_storage_profile.m_os_disk.m_disk.get(), original->m_storage_profile.m_os_disk.m_disk.get());
+  original.reset();
+  EXPECT_EQ(Describe(copy) + ManagedDisks(copy), before);
+  EXPECT_EQ(Describe(assigned) + ManagedDisks(assigned), before);
+  EXPECT_TRUE(copy.m_flag);
+}
+
+TEST(VmMutationTest, MoreDisksAndSecretsThanFit) {
+  const test_support::FreshState fresh;
+  test_support::LogTranscript log;
+  Json body = Json::parse(ReadData(kSecrets));
+  Json& secrets = body["properties"]["osProfile"]["secrets"];
+  for (int i = 1; i < 6; ++i) {
+    secrets.push_back({{"n", i}});
+  }
+  vm_details_t vm;
+  EXPECT_EQ(ReadText(body.dump(), vm).status, kOk);
+  EXPECT_EQ(vm.m_os_profile.m_secrets[3], "{\"n\":3}");
+  EXPECT_TRUE(log.contains(3, "2 of 6 secrets are not kept"));
+  body["properties"]["osProfile"]["secrets"] = Json::array();
+  EXPECT_EQ(ReadText(body.dump(), vm).status, kOk);
+  EXPECT_EQ(vm.m_os_profile.m_secrets, decltype(vm.m_os_profile.m_secrets){});
+  Json& disks = body["properties"]["storageProfile"]["dataDisks"];
+  for (int i = 0; i < 64; ++i) {
+    disks.push_back({{"lun", i}, {"vhd", {{"uri", "https://a/" + std::to_string(i)}}}});
+    vm_details_t other;
+    EXPECT_EQ(ReadText(body.dump(), other).status, i < 4 ? kOk : kConfigurationInvalid) << i;
+    EXPECT_EQ(other.m_storage_profile.m_data_disk_count, i + 1);
+  }
+}
+
+// Through the whole reader: whatever is wrong with one machine of a list, the others are read.
+class VmListMutationTest : public ModelTest {};
+
+TEST_F(VmListMutationTest, OtherMachinesOfTheListAreRead) {
+  const Json body = Json::parse(ReadData(kManaged));
+  Json list = {{"value", Json::array()}};
+  std::size_t number = 0;
+  for (const Json::json_pointer& path : Paths(body)) {
+    const std::vector<std::string> texts = Mutations(body, path);
+    const std::string name = "odd" + std::to_string(number);
+    ServeOnce("/virtualMachines/" + name + "\\?", texts[number % texts.size()]);
+    list["value"].push_back({{"name", name}});
+    ++number;
+  }
+  list["value"].push_back({{"name", "sibling"}});
+  ServeOnce("/virtualMachines\\?", list.dump());
+  Serve("/virtualMachines/sibling\\?", ReadData(kUnmanaged));
+  Serve("/networkInterfaces/", ReadData("nic-definition.json"));
+  Serve("/disks/", ReadData("disk-unattached.json"));
+  const CapturedOutput output;
+  azurestackRG groups(rest, Env());
+  EXPECT_EQ(groups.buildRGFromEnv(), kOk);
+  const auto& machines = groups.resource_groups().at(0)->m_vm->vm_details();
+  EXPECT_EQ(machines.back()->m_name, "vm-state-mod");
+  std::size_t left_out = 0;
+  for (const test_support::LogLine& line : log.lines()) {
+    left_out += line.level == 4 && line.text.find("VM /sub/rg/odd") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_GT(left_out, 0U);
+  EXPECT_EQ(left_out + machines.size(), number + 1) << "each machine is either there or named in a line";
+}
+
+}  // namespace
+}  // namespace model_test
