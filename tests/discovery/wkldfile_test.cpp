@@ -2,16 +2,15 @@
 #include "aapi/wkldfile.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <vector>
 
+#include "tests/discovery/file_size_limit.h"
 #include "tests/support/log_transcript.h"
 #include "tests/support/temporary_directory.h"
 
@@ -140,30 +139,10 @@ TEST_F(WorkloadFileTest, AFailedFlushLeavesTheHandleAsItWas) {
   EXPECT_EQ(handle->total, 0U);
 }
 
-// A file may not grow beyond so many bytes.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : signal_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limited{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, signal_);  // NOLINT(cert-err33-c): puts back what was there
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  void (*signal_)(int);
-  rlimit before_{};
-};
-
 TEST_F(WorkloadFileTest, AShortFlushIsTold) {
   const Handle handle = Create();
   Write(handle, "/0123456789");
-  const FileSizeLimit limit(8);
+  const discovery_test::FileSizeLimit limit(8);
   EXPECT_EQ(Flush(handle), 0);
   EXPECT_TRUE(log.contains(4, "Only 8 of 20 bytes written to " + path)) << log.text();
   EXPECT_EQ(handle->total, 8U);
