@@ -11,8 +11,6 @@
 
 namespace {
 
-using test_support::LogTranscript;
-
 // The arguments that each entry point cannot do without, by position from 0.
 const std::map<std::string, std::set<std::size_t>> required_arguments = {
     {"claim", {0}},

@@ -18,9 +18,11 @@ namespace {
 using api_test::LoadedLibrary;
 
 std::vector<std::string> EntryPointNames() {
-#define NAME(name) "azurestackpi_" #name "_v1",
-  return {AZURESTACKPI_ENTRY_POINTS(NAME)};
-#undef NAME
+  std::vector<std::string> names;
+#define ADD_NAME(name) names.emplace_back("azurestackpi_" #name "_v1");
+  AZURESTACKPI_ENTRY_POINTS(ADD_NAME)
+#undef ADD_NAME
+  return names;
 }
 
 template <typename Record>
@@ -59,7 +61,15 @@ TEST(Loading, ExportsTheInterfaceAndNothingElse) {
   EXPECT_THAT(ExportedNames(AZURESTACKPI_LIBRARY), testing::UnorderedElementsAreArray(expected));
 }
 
-void Put(std::array<char, 136>& record, std::size_t offset, const void* bytes, std::size_t size) {
+using RecordBytes = std::array<char, 136>;
+
+RecordBytes BytesOf(const aapi_plugin_info_t& info) {
+  RecordBytes bytes;
+  std::memcpy(bytes.data(), &info, sizeof(info));
+  return bytes;
+}
+
+void Put(RecordBytes& record, std::size_t offset, const void* bytes, std::size_t size) {
   std::memcpy(record.data() + offset, bytes, size);
 }
 
@@ -69,14 +79,12 @@ TEST(Loading, FillsTheInformationRecordByteForByte) {
     aapi_plugin_info_t info;
     std::memset(&info, 0xee, sizeof(info));
     ASSERT_EQ(library.init(version, &info), 0u);
-    std::array<char, 136> actual;
-    std::memcpy(actual.data(), &info, sizeof(info));
-
-    std::array<char, 136> expected{};
+    const RecordBytes actual = BytesOf(info);
+    RecordBytes expected{};
     const std::array<std::uint32_t, 5> words{1, 0, 2, 0, version};
     Put(expected, 0, &version, sizeof(version));
     Put(expected, 4, actual.data() + 4, 4);  // between the fields
-    Put(expected, 8, &info.entry_points, sizeof(info.entry_points));
+    Put(expected, 8, actual.data() + 8, 8);  // the table, looked at below
     Put(expected, 16, "azurestack", 10);
     Put(expected, 48, "AzureStack Plugin", 17);
     Put(expected, 80, words.data(), sizeof(words));
@@ -91,9 +99,9 @@ TEST(Loading, LeavesTheRecordAloneForAnotherVersion) {
   for (const std::uint32_t version : {0u, 3u, 0xffffffffu}) {
     aapi_plugin_info_t info;
     std::memset(&info, 0xee, sizeof(info));
-    const aapi_plugin_info_t before = info;
+    const RecordBytes before = BytesOf(info);
     EXPECT_EQ(library.init(version, &info), AAPI_E_VERSION);
-    EXPECT_EQ(std::memcmp(&info, &before, sizeof(info)), 0) << version;
+    EXPECT_EQ(BytesOf(info), before) << version;
   }
   EXPECT_EQ(library.init(2, nullptr), AAPI_E_INVALID_ARGUMENT);
 }
@@ -109,7 +117,7 @@ TEST(Loading, BothTablesHoldTheEntryPointsInOrder) {
   expected.resize(40);
   for (const std::uint32_t version : {1u, 2u}) {
     std::vector<void*> slots(40);
-    std::memcpy(slots.data(), &library.table(version), 40 * sizeof(void*));
+    std::memcpy(slots.data(), &library.table(version), sizeof(aapi_entry_points_t));
     EXPECT_EQ(slots, expected) << version;
   }
   EXPECT_NE(&library.table(1), &library.table(2));
