@@ -122,7 +122,7 @@ TEST_F(NetworkTest, IdsOfNinePartsOnly) {
 TEST_F(NetworkTest, TheInstanceLivesWithARestoreSession) {
   EXPECT_EQ(azurestack_network::getInstance(), nullptr) << "a backup session";
   log.session().session_kind = AAPI_SESSION_RESTORE;
-  const ServerSetup setup = AadSetup();
+  const transport_test::ServerSetup setup = AadSetup();
   const aapi_credentials_v1_t user{};
   aapi_server_t* restore = nullptr;
   ASSERT_EQ(table->open_server(&log.session(), setup.server_name.c_str(), &user, &restore), kOk);

@@ -195,7 +195,7 @@ TEST_F(SelectionTest, RealListsOfGroups) {
 }
 
 TEST_F(SelectionTest, WithoutATokenNothingIsLeftOutSilently) {
-  ServerSetup setup = AadSetup();
+  transport_test::ServerSetup setup = AadSetup();
   setup.credentials["ClientSecret"] = "wrong";
   ASSERT_EQ(Open(setup), kOk);
   for (const vm_env_t& env : {Env("rg", "m"), Env("rg"), Env("")}) {

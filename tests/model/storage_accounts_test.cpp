@@ -137,7 +137,7 @@ TEST_F(StorageAccountsTest, KeysAreFetchedEachTimeAndNeverLogged) {
 }
 
 TEST_F(StorageAccountsTest, KeysOfTheCredentialsStore) {
-  ServerSetup setup = AadSetup();
+  transport_test::ServerSetup setup = AadSetup();
   setup.config["FETCH_STORAGE_KEYS"] = "false";
   setup.credentials["data"] = "store key of data";
   ASSERT_EQ(Open(setup), kOk);

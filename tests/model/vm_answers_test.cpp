@@ -7,6 +7,15 @@ namespace {
 
 using namespace azurestackpi;
 
+// Machine, name, subscription, group, role and kind of a managed disk.
+std::string Managed(const DiskOwner& owner) {
+  const vm_managed_disk_t* const disk = owner.managed();
+  return disk == nullptr
+             ? "none"
+             : disk->m_vm_id + " " + disk->m_disk_name + " " + disk->m_disk_subscription_id + " " +
+                   disk->m_disk_resource_group + " " + std::to_string(disk->m_disk_role) + " " + disk->m_disk_kind;
+}
+
 class VmAnswersTest : public ModelTest {
  protected:
   // Reads a file as the machine of that name. Null when it is refused, with the status in `status`.
@@ -140,13 +149,11 @@ TEST_F(VmAnswersTest, TheRestOfAMachine) {
        }},
       {"vm-managed-linux-2-data-disks-lun-gap-running.json",
        "9e021fe1-4d4a-4542-a7f5-8b0961e5cdb9 d2 00000000-0000-0000-0000-000000000000 cli-test-disk000001 11 DataDisk "
-       "22 OSDisk",
+       "9e021fe1-4d4a-4542-a7f5-8b0961e5cdb9 vm-diskattach-test_OsDisk_1_ca5a395aef044f27811d3e779aa6deb1 "
+       "00000000-0000-0000-0000-000000000000 cli-test-disk000001 22 OSDisk",
        [](const vm_details_t& vm) {
-         const vm_managed_disk_t& disk = *vm.m_storage_profile.m_data_disks[1].m_disk.managed();
-         const vm_managed_disk_t& os_disk = *vm.m_storage_profile.m_os_disk.m_disk.managed();
-         return disk.m_vm_id + " " + disk.m_disk_name + " " + disk.m_disk_subscription_id + " " +
-                disk.m_disk_resource_group + " " + std::to_string(disk.m_disk_role) + " " + disk.m_disk_kind + " " +
-                std::to_string(os_disk.m_disk_role) + " " + os_disk.m_disk_kind;
+         return Managed(vm.m_storage_profile.m_data_disks[1].m_disk) + " " +
+                Managed(vm.m_storage_profile.m_os_disk.m_disk);
        }},
       {"vm-managed-linux-attached-2-data-disks.json", "managed ",
        [](const vm_details_t& vm) { return (vm.m_is_managed ? "managed " : "") + vm.m_os_profile.m_computer_name; }},

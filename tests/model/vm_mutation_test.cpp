@@ -32,14 +32,18 @@ void CollectPaths(const Json& value, const Json::json_pointer& here, std::vector
 
 std::vector<Json::json_pointer> Paths(const Json& body) {
   std::vector<Json::json_pointer> paths;
-  CollectPaths(body, {}, paths);
+  CollectPaths(body, Json::json_pointer(), paths);
   return paths;
 }
 
 // The body with the value at a path removed.
 std::string Without(Json body, const Json::json_pointer& path) {
   Json& parent = body[path.parent_pointer()];
-  parent.is_array() ? parent.erase(std::stoul(path.back())) : parent.erase(path.back());
+  if (parent.is_array()) {
+    parent.erase(std::stoul(path.back()));
+  } else {
+    parent.erase(path.back());
+  }
   return body.dump();
 }
 
@@ -99,13 +103,13 @@ void ExpectWhole(const vm_details_t& vm, const std::string& text) {
   }
   for (const DiskOwner* disk : disks) {
     ASSERT_TRUE(*disk) << text;
-    if (disk->managed() != nullptr) {
-      EXPECT_FALSE(disk->managed()->m_disk_id.empty() || disk->managed()->m_disk_subscription_id.empty() ||
-                   disk->managed()->m_disk_resource_group.empty() || disk->managed()->m_lun.empty())
+    if (const vm_managed_disk_t* managed = disk->managed()) {
+      EXPECT_FALSE(managed->m_disk_id.empty() || managed->m_disk_subscription_id.empty() ||
+                   managed->m_disk_resource_group.empty() || managed->m_lun.empty())
           << text;
-      EXPECT_EQ(disk->managed()->m_vm_id, vm.m_vm_id);
-    } else {
-      EXPECT_FALSE(disk->unmanaged()->m_uri.empty()) << text;
+      EXPECT_EQ(managed->m_vm_id, vm.m_vm_id);
+    } else if (const vm_unmanaged_disk_t* unmanaged = disk->unmanaged()) {
+      EXPECT_FALSE(unmanaged->m_uri.empty()) << text;
     }
   }
 }
@@ -257,7 +261,9 @@ TEST_F(VmListMutationTest, OtherMachinesOfTheListAreRead) {
   EXPECT_EQ(machines.back()->m_name, "vm-state-mod");
   std::size_t left_out = 0;
   for (const test_support::LogLine& line : log.lines()) {
-    left_out += line.level == 4 && line.text.find("VM /sub/rg/odd") != std::string::npos ? 1 : 0;
+    if (line.level == 4 && line.text.find("VM /sub/rg/odd") != std::string::npos) {
+      ++left_out;
+    }
   }
   EXPECT_GT(left_out, 0U);
   EXPECT_EQ(left_out + machines.size(), number + 1) << "each machine is either there or named in a line";
