@@ -23,8 +23,15 @@ Endpoints endpoints_of(const World& world, std::uint16_t port);
 struct Cloud {
   World world;
   Endpoints endpoints;
+  std::uint16_t blob_port = 0;  // of the server that holds the blobs; 0: the one that https stands for
   SimulatedClock clock;
   TokenStore tokens;
 };
+
+/// "https://disks1.blob.local.azurestack.localhost:10000/"
+std::string blob_endpoint(const Cloud& cloud, const std::string& account);
+
+/// "https://disks1.blob.local.azurestack.localhost:10000/vhds/web-01.vhd"
+std::string blob_address(const Cloud& cloud, const Blob& blob);
 
 }  // namespace sim

@@ -108,6 +108,14 @@ Response add_fault(Simulator& simulator, const std::string& text) {
   }
 }
 
+Response advance_time(Simulator& simulator, const std::string& text) {
+  const Json json = Json::parse(text, nullptr, false);
+  const bool good = json.is_object() && json.contains("seconds") && json["seconds"].is_number_unsigned();
+  if (!good) return error_response(400, "BadTime", "a whole number of seconds is needed: {\"seconds\":3600}");
+  simulator.advance_time(json["seconds"].get<std::uint32_t>());
+  return {.status = 204};
+}
+
 }  // namespace
 
 void add_control_routes(RouteTable& routes, Simulator& simulator) {
@@ -122,6 +130,15 @@ void add_control_routes(RouteTable& routes, Simulator& simulator) {
                 simulator.clear_requests();
                 return Response{.status = 204};
               }});
+  routes.add({Service::control, "GET", "/_sim/unused-faults",
+              [&simulator](const Call&) { return json_response(200, simulator.unused_faults()); }});
+  routes.add({Service::control, "GET", "/_sim/unknown-requests", [&simulator](const Call&) {
+                Json list = Json::array();
+                for (const std::string& request : simulator.unknown_requests()) list.push_back(masked_target(request));
+                return json_response(200, list);
+              }});
+  routes.add({Service::control, "POST", "/_sim/advance-time",
+              [&simulator](const Call& call) { return advance_time(simulator, call.request.body); }});
   routes.add({Service::control, "POST", "/_sim/revoke-tokens", [&simulator](const Call&) {
                 simulator.revoke_tokens();
                 return Response{.status = 204};

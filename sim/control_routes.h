@@ -4,9 +4,13 @@
 //                               Kinds and their members: answer (status, headers, body or fillerBytes),
 //                               truncate (bytes), resetInBody (bytes), resetBeforeAnswer, delay (milliseconds),
 //                               refuseToken. Only target and action are needed.
+//   GET    /_sim/unused-faults  one line for each fault that no request got
 //   GET    /_sim/requests       what was received, secrets masked
 //   DELETE /_sim/requests       forgets it
+//   GET    /_sim/unknown-requests
+//                               method, host and target of each request that nothing answers
 //   POST   /_sim/revoke-tokens  makes all tokens invalid
+//   POST   /_sim/advance-time   {"seconds":3600} moves the clock forward
 #pragma once
 
 #include "sim/route_table.h"

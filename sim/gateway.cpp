@@ -1,12 +1,12 @@
 #include "sim/gateway.h"
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "sim/random_text.h"
+#include "sim/refusal.h"
 
 namespace sim {
 namespace {
@@ -61,13 +61,21 @@ std::optional<Response> token_refusal(const Cloud& cloud, const Request& request
   return invalid_token_response(cloud);
 }
 
+/// Resource Manager and the providers word it differently; both list what they do answer.
 std::optional<Response> version_refusal(const Route& route, const std::string& version) {
   const auto& supported = route.api_versions;
   if (std::find(supported.begin(), supported.end(), version) != supported.end()) return std::nullopt;
   std::string list;
   for (const std::string& known : supported) list += (list.empty() ? "" : ",") + known;
-  return error_response(400, "InvalidApiVersionParameter",
-                        "The api-version '" + version + "' is invalid. The supported versions are '" + list + "'.");
+  if (route.resource_type.empty()) {
+    return error_response(400, "InvalidApiVersionParameter",
+                          "The api-version '" + version + "' is invalid. The supported versions are '" + list + "'.");
+  }
+  const std::size_t slash = route.resource_type.find('/');
+  return error_response(400, "InvalidResourceType",
+                        "The resource type '" + route.resource_type.substr(slash + 1) +
+                            "' could not be found in the namespace '" + route.resource_type.substr(0, slash) +
+                            "' for api version '" + version + "'. The supported api-versions are '" + list + "'.");
 }
 
 Response no_route_response(const Request& request) {
@@ -90,9 +98,7 @@ std::string budget(const Call& call) {
 
 Response with_common_headers(const Cloud& cloud, const Call& call, Response response) {
   const std::string id = new_guid();
-  std::string region = cloud.world.region;
-  std::transform(region.begin(), region.end(), region.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  const std::string region = upper_case(cloud.world.region);
   response.headers.insert(
       response.headers.end(),
       {{"Cache-Control", "no-cache"},
@@ -112,7 +118,11 @@ Response checked_response(const RouteTable::Match& match) {
   const std::string version = field(match.call.query, "api-version");
   if (match.route == nullptr) return no_route_response(match.call.request);
   if (std::optional<Response> refusal = version_refusal(*match.route, version)) return *std::move(refusal);
-  return match.route->answer(match.call);
+  try {
+    return match.route->answer(match.call);
+  } catch (const Refusal& refusal) {
+    return error_response(refusal.status(), refusal.code(), refusal.what());
+  }
 }
 
 }  // namespace

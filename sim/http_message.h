@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "sim/letter_case.h"
+
 namespace sim {
 
 /// Names and values in their order on the wire; a name may occur several times.
@@ -16,9 +18,6 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 
 /// The first value of that name, ignoring the name's case.
 std::optional<std::string> find_header(const Headers& headers, std::string_view name);
-
-/// Equal but for the case of ASCII letters.
-bool equal_ignoring_case(std::string_view left, std::string_view right);
 
 struct Request {
   std::string method = {};

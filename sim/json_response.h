@@ -14,6 +14,10 @@ using Json = nlohmann::ordered_json;
 /// One line of JSON with its content type. Bytes that are no UTF-8 are replaced.
 Response json_response(int status, const Json& body);
 
+/// The same over many lines that end in CR LF, as the compute and network providers print their answers: two blanks for
+/// each level, but everything below "networkProfile" on one line, the way it came from the other provider.
+Response printed_json_response(int status, const Json& body);
+
 /// {"error":{"code":...,"message":...}}, the form of Resource Manager and its providers.
 Response error_response(int status, const std::string& code, const std::string& message);
 

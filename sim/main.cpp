@@ -6,8 +6,11 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "sim/client_files.h"
+#include "sim/generated_world.h"
 #include "sim/private_file.h"
 #include "sim/simulator.h"
 
@@ -18,7 +21,9 @@ constexpr int exit_usage = 2;
 
 struct Arguments {
   std::uint16_t port = 0;
+  std::uint16_t blob_port = 0;
   std::filesystem::path world;
+  std::vector<int> scale;  // as --generate takes it
   std::filesystem::path tls_dir;
   std::filesystem::path ready_file;
   std::filesystem::path client_files;
@@ -26,8 +31,19 @@ struct Arguments {
 
 void describe(CLI::App& app, Arguments& arguments) {
   app.add_option("--port", arguments.port, "port of 127.0.0.1 to listen on; 0 (the default) takes a free one");
-  app.add_option("--world", arguments.world,
-                 "JSON file of what the installation holds; default: a small demonstration");
+  app.add_option(
+      "--blob-port", arguments.blob_port,
+      "port of the blob server, for the addresses of storage accounts and VHDs; 0 (the default) writes none");
+  auto* world = app.add_option("--world", arguments.world,
+                               "JSON file of what the installation holds; default: a small demonstration");
+  app.add_option("--generate", arguments.scale,
+                 "a large world instead: numbers of subscriptions, of groups in each, of machines in each group and of "
+                 "data disks on each machine; every other machine has managed disks")
+      ->type_name("SUBSCRIPTIONS,GROUPS,MACHINES,DISKS")
+      ->delimiter(',')
+      ->expected(4)
+      ->check(CLI::NonNegativeNumber)
+      ->excludes(world);
   app.add_option("--tls-dir", arguments.tls_dir,
                  "directory that keeps the certificate authority over restarts; default: a new one for this run");
   app.add_option("--ready-file", arguments.ready_file,
@@ -35,8 +51,8 @@ void describe(CLI::App& app, Arguments& arguments) {
   app.add_option("--write-client-files", arguments.client_files,
                  "directory to put azurestack.conf and credentials for a client into");
   app.footer(
-      "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests and the revocation of tokens are at\n"
-      "https://localhost:PORT/_sim/.\n"
+      "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests, the clock and the revocation of\n"
+      "tokens are at https://localhost:PORT/_sim/.\n"
       "Exit codes: 0 ended by a signal, 1 could not start (port, world file, directories), 2 wrong arguments.");
 }
 
@@ -96,12 +112,21 @@ class EndSignals {
   sigset_t set_{};
 };
 
+sim::World world_of(const Arguments& arguments) {
+  if (!arguments.world.empty()) return sim::load_world(arguments.world);
+  if (arguments.scale.empty()) return sim::demo_world();
+  const std::vector<int>& counts = arguments.scale;
+  return sim::generate_world(
+      {.subscriptions = counts[0], .groups = counts[1], .machines = counts[2], .data_disks = counts[3]});
+}
+
 void run(const Arguments& arguments) {
   const EndSignals signals;
   sim::Options options;
   options.port = arguments.port;
+  options.blob_port = arguments.blob_port;
   options.tls_dir = arguments.tls_dir;
-  if (!arguments.world.empty()) options.world = sim::load_world(arguments.world);
+  options.world = world_of(arguments);
   const sim::World world = options.world;
 
   const sim::Simulator simulator(std::move(options));

@@ -2,9 +2,9 @@
 
 #include <openssl/rand.h>
 
-#include <array>
-#include <cstdio>
+#include <string_view>
 
+#include "sim/base64.h"
 #include "sim/openssl_owners.h"
 
 namespace sim {
@@ -28,17 +28,6 @@ std::string new_guid() {
     if (guid[i] == 'x') guid[i] = digits[static_cast<unsigned char>(bytes[i]) % digits.size()];
   }
   return guid;
-}
-
-std::string base64url(std::string_view bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int size =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(size));
-  text.erase(text.find_last_not_of('=') + 1);
-  for (char& c : text) c = c == '+' ? '-' : c == '/' ? '_' : c;
-  return text;
 }
 
 std::string random_base64url(std::size_t count) { return base64url(random_bytes(count)); }

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
 namespace sim {
 
@@ -12,8 +11,5 @@ std::string new_guid();
 
 /// `count` random bytes in base64url.
 std::string random_base64url(std::size_t count);
-
-/// base64 with the alphabet for addresses and without padding.
-std::string base64url(std::string_view bytes);
 
 }  // namespace sim

@@ -33,6 +33,8 @@ struct Route {
   std::vector<std::string> api_versions = {};
   /// Whether the management service wants a bearer token.
   bool needs_token = true;
+  /// "Microsoft.Compute/disks" when a provider answers; empty for what Resource Manager answers itself.
+  std::string resource_type = {};
 };
 
 class RouteTable {

@@ -9,10 +9,15 @@
 #include "sim/authority.h"
 #include "sim/cloud.h"
 #include "sim/control_routes.h"
+#include "sim/disk_routes.h"
 #include "sim/gateway.h"
 #include "sim/http_server.h"
 #include "sim/login_routes.h"
+#include "sim/machine_routes.h"
+#include "sim/network_routes.h"
 #include "sim/private_file.h"
+#include "sim/resource_list_routes.h"
+#include "sim/storage_routes.h"
 #include "sim/subscription_routes.h"
 
 namespace sim {
@@ -36,9 +41,15 @@ class Simulator::Implementation {
         authority_(options.tls_dir.empty() ? own_directory_.emplace().path() : options.tls_dir),
         server_(options.port, authority_.server_context(options.world.region, options.world.domain)) {
     cloud_.endpoints = endpoints_of(options.world, server_.port());
+    cloud_.blob_port = options.blob_port;
     cloud_.world = std::move(options.world);
     add_login_routes(routes_, cloud_);
     add_subscription_routes(routes_, cloud_);
+    add_resource_list_routes(routes_, cloud_);
+    add_machine_routes(routes_, cloud_);
+    add_disk_routes(routes_, cloud_);
+    add_network_routes(routes_, cloud_);
+    add_storage_routes(routes_, cloud_);
     add_control_routes(routes_, simulator);
   }
 

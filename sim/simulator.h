@@ -20,6 +20,9 @@ struct Options {
   /// removed at the end.
   std::filesystem::path tls_dir;
   World world = demo_world();
+  /// Port of the server that holds the blobs of the storage accounts, for the addresses that are told to clients. 0:
+  /// none is written, so that it is the one that https stands for.
+  std::uint16_t blob_port = 0;
   /// The record forgets its oldest request beyond this many, so that a long run does not fill the memory.
   std::size_t record_limit = 100'000;
 };

@@ -1,9 +1,9 @@
 #include "sim/subscription_routes.h"
 
-#include <algorithm>
 #include <string>
 
-#include "sim/json_response.h"
+#include "sim/list_page.h"
+#include "sim/scope.h"
 
 namespace sim {
 namespace {
@@ -18,31 +18,11 @@ Json subscription_json(const Subscription& subscription) {
           {"subscriptionPolicies", {{"locationPlacementId", "AzureStack"}}}};
 }
 
-Json resource_group_json(const Subscription& subscription, const ResourceGroup& group) {
-  return {{"id", "/subscriptions/" + subscription.id + "/resourceGroups/" + group.name},
-          {"name", group.name},
-          {"location", group.location},
+Json resource_group_json(const Subscription& subscription, const Named<ResourceGroup>::value_type& group) {
+  return {{"id", "/subscriptions/" + subscription.id + "/resourceGroups/" + group.first},
+          {"name", group.first},
+          {"location", group.second.location},
           {"properties", {{"provisioningState", "Succeeded"}}}};
-}
-
-/// {"value":[...]} with one element for each item.
-template <typename Items, typename ToJson>
-Response list_response(const Items& items, ToJson to_json) {
-  Json elements = Json::array();
-  for (const auto& item : items) elements.push_back(to_json(item));
-  return json_response(200, {{"value", std::move(elements)}});
-}
-
-/// Answers from the subscription that the path names, or that there is none.
-template <typename Answer>
-Response with_subscription(const Cloud& cloud, const Call& call, Answer answer) {
-  const std::string& id = call.path.at("subscriptionId");
-  const auto& known = cloud.world.subscriptions;
-  const auto found = std::find_if(known.begin(), known.end(), [&id](const Subscription& subscription) {
-    return equal_ignoring_case(subscription.id, id);
-  });
-  if (found != known.end()) return answer(*found);
-  return error_response(404, "SubscriptionNotFound", "The subscription '" + id + "' could not be found.");
 }
 
 /// What a client can learn before it has a token. The login host is that of the provider the world has users of.
@@ -69,28 +49,28 @@ void add_subscription_routes(RouteTable& routes, Cloud& cloud) {
   routes.add({.service = Service::management,
               .method = "GET",
               .path = "/subscriptions",
-              .answer = [&cloud](const Call&) { return list_response(cloud.world.subscriptions, subscription_json); },
-              .api_versions = {"2015-11-01", "2016-06-01", "2018-05-01"}});
-  routes.add({.service = Service::management,
-              .method = "GET",
-              .path = "/subscriptions/{subscriptionId}",
               .answer =
                   [&cloud](const Call& call) {
-                    return with_subscription(cloud, call, [](const Subscription& subscription) {
-                      return json_response(200, subscription_json(subscription));
-                    });
+                    return json_response(200, list_page(cloud, call, cloud.world.subscriptions,
+                                                        LinkForm::resource_manager, subscription_json));
                   },
               .api_versions = {"2015-11-01", "2016-06-01", "2018-05-01"}});
+  routes.add(
+      {.service = Service::management,
+       .method = "GET",
+       .path = "/subscriptions/{subscriptionId}",
+       .answer =
+           [&cloud](const Call& call) { return json_response(200, subscription_json(subscription_of(cloud, call))); },
+       .api_versions = {"2015-11-01", "2016-06-01", "2018-05-01"}});
   routes.add({.service = Service::management,
               .method = "GET",
               .path = "/subscriptions/{subscriptionId}/resourcegroups",
               .answer =
                   [&cloud](const Call& call) {
-                    return with_subscription(cloud, call, [](const Subscription& subscription) {
-                      return list_response(subscription.resource_groups, [&subscription](const ResourceGroup& group) {
-                        return resource_group_json(subscription, group);
-                      });
-                    });
+                    const Subscription& subscription = subscription_of(cloud, call);
+                    return json_response(
+                        200, list_page(cloud, call, subscription.resource_groups, LinkForm::resource_manager,
+                                       [&](const auto& group) { return resource_group_json(subscription, group); }));
                   },
               .api_versions = {"2016-02-01", "2016-09-01", "2018-05-01", "2018-09-01"}});
 }

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sim/base64.h"
 #include "sim/random_text.h"
 
 namespace sim {

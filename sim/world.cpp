@@ -1,134 +1,147 @@
 #include "sim/world.h"
 
-#include <algorithm>
-#include <cctype>
 #include <fstream>
-#include <functional>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
+#include "sim/derived_text.h"
+#include "sim/machine_reader.h"
+#include "sim/object_reader.h"
+
 namespace sim {
 namespace {
 
-using nlohmann::json;
-
-/// A JSON object with its place in the file. The members asked for are remembered, so that finish() can refuse the
-/// rest: a misspelt member must not silently leave its default.
-class ObjectReader {
+class WorldReader {
  public:
-  ObjectReader(const json& value, std::string place) : value_(value), place_(std::move(place)) {
-    if (!value_.is_object()) fail("", "an object is needed");
-  }
-
-  std::string text(const std::string& name) {
-    const json* member = find(name);
-    if (member == nullptr) fail(name, "is missing");
-    if (!member->is_string() || member->get_ref<const std::string&>().empty()) fail(name, "must be a non-empty text");
-    return member->get<std::string>();
-  }
-
-  std::string text(const std::string& name, const std::string& fallback) {
-    return find(name) == nullptr ? fallback : text(name);
-  }
-
-  /// A DNS name: it becomes a part of host names and of the certificate.
-  std::string host_name(const std::string& name) {
-    std::string value = text(name);
-    const bool good = std::all_of(value.begin(), value.end(), [](unsigned char c) {
-      return std::islower(c) != 0 || std::isdigit(c) != 0 || c == '-' || c == '.';
-    });
-    if (!good) fail(name, "must be made of small letters, digits, '-' and '.'");
-    return value;
-  }
-
-  std::int64_t positive_number(const std::string& name, std::int64_t fallback) {
-    const json* member = find(name);
-    if (member == nullptr) return fallback;
-    if (!member->is_number_integer() || member->get<std::int64_t>() <= 0) fail(name, "must be a whole number above 0");
-    return member->get<std::int64_t>();
-  }
-
-  /// One element for each object of the array; none when the member is absent.
-  template <typename Element>
-  std::vector<Element> list(const std::string& name, const std::function<Element(ObjectReader&)>& read) {
-    std::vector<Element> elements;
-    const json* member = find(name);
-    if (member == nullptr) return elements;
-    if (!member->is_array()) fail(name, "must be an array");
-    for (const json& element : *member) {
-      ObjectReader reader(element, path(name) + "[" + std::to_string(elements.size()) + "]");
-      elements.push_back(read(reader));
-      reader.finish();
-    }
-    return elements;
-  }
-
-  void finish() const {
-    for (const auto& member : value_.items()) {
-      if (known_.count(member.key()) == 0) fail(member.key(), "is not known");
-    }
+  World read(const ObjectReader::Json& document) {
+    ObjectReader reader(document, "");
+    read_installation(reader);
+    reader.each("subscriptions", [this](ObjectReader& subscription) { read_subscription(subscription); });
+    reader.finish();
+    for (PendingMachine& machine : machines_) read_machine(machine);
+    return std::move(world_);
   }
 
  private:
-  const json* find(const std::string& name) {
-    known_.insert(name);
-    const auto member = value_.find(name);
-    return member == value_.end() ? nullptr : &*member;
+  /// Machines name accounts, networks and groups that may stand further down in the file, so they are read last.
+  struct PendingMachine {
+    std::size_t subscription;
+    std::string group;
+    ObjectReader reader;
+  };
+
+  void read_installation(ObjectReader& reader) {
+    world_.region = reader.host_name("region");
+    world_.domain = reader.host_name("domain");
+    world_.tenant_id = reader.text("tenantId");
+    world_.audience = reader.text("audience");
+    world_.token_lifetime_seconds = reader.positive_number("tokenLifetimeSeconds", world_.token_lifetime_seconds);
+    world_.page_size = static_cast<std::size_t>(reader.number("pageSize", 0));
+    world_.aad_clients = reader.list<AadClient>("aadClients", [](ObjectReader& client) {
+      return AadClient{client.text("clientId"), client.text("clientSecret")};
+    });
+    world_.adfs_users = reader.list<AdfsUser>("adfsUsers", [](ObjectReader& user) {
+      return AdfsUser{user.text("userName"), user.text("password"), user.text("clientId")};
+    });
+    auto sizes = reader.list<VmSize>("vmSizes", [](ObjectReader& size) {
+      return VmSize{size.text("name"),
+                    size.number("cores", 1),
+                    size.positive_number("memoryMB", 1024),
+                    size.positive_number("osDiskMB", 1'047'552),
+                    size.number("resourceDiskMB", 0),
+                    size.number("maxDataDisks", 2)};
+    });
+    if (!sizes.empty()) world_.vm_sizes = std::move(sizes);
   }
 
-  std::string path(const std::string& name) const {
-    return place_.empty() || name.empty() ? place_ + name : place_ + "." + name;
+  void read_subscription(ObjectReader& reader) {
+    Subscription& subscription = world_.subscriptions.emplace_back();
+    subscription.id = reader.text("id");
+    subscription.display_name = reader.text("displayName");
+    subscription.tenant_id = reader.text("tenantId", world_.tenant_id);
+    reader.each("resourceGroups", [&](ObjectReader& group) { read_group(group, subscription); });
   }
 
-  [[noreturn]] void fail(const std::string& name, const std::string& what) const {
-    const std::string where = path(name);
-    throw std::runtime_error((where.empty() ? "the file" : where) + ": " + what);
+  void read_group(ObjectReader& reader, Subscription& subscription) {
+    const std::string name = reader.text("name");
+    ResourceGroup group{.location = reader.text("location", world_.region)};
+    read_named<ManagedDisk>(reader, "disks", group.disks, [&group](ObjectReader& disk) {
+      return ManagedDisk{.location = group.location,
+                         .storage_type = disk.text("storageType", "Standard_LRS"),
+                         .size_gb = disk.positive_number("sizeGB"),
+                         .os_type = disk.text("osType", "")};
+    });
+    read_named<VirtualNetwork>(reader, "virtualNetworks", group.networks,
+                               [&group](ObjectReader& network) { return read_network(network, group.location); });
+    read_named<SecurityGroup>(reader, "networkSecurityGroups", group.security_groups,
+                              [&group](ObjectReader&) { return SecurityGroup{group.location}; });
+    read_named<PublicAddress>(reader, "publicIpAddresses", group.public_addresses, [&group](ObjectReader& address) {
+      return PublicAddress{group.location, address.text("address")};
+    });
+    read_named<StorageAccount>(reader, "storageAccounts", world_.storage_accounts, [&](ObjectReader& account) {
+      return read_account(account, subscription.id, name, group.location);
+    });
+    for (ObjectReader& machine : reader.objects("machines")) {
+      machines_.push_back({world_.subscriptions.size() - 1, name, std::move(machine)});
+    }
+    if (!subscription.resource_groups.emplace(name, std::move(group)).second) {
+      reader.fail("name", "'" + name + "' is taken");
+    }
   }
 
-  const json& value_;
-  std::string place_;
-  std::set<std::string> known_;
+  static VirtualNetwork read_network(ObjectReader& reader, const std::string& location) {
+    VirtualNetwork network{.location = location, .address_prefix = reader.text("addressPrefix", "10.0.0.0/16")};
+    network.subnets = reader.list<Subnet>("subnets", [](ObjectReader& subnet) {
+      return Subnet{subnet.text("name"), subnet.text("addressPrefix", "10.0.0.0/24")};
+    });
+    if (network.subnets.empty()) reader.fail("subnets", "one at least is needed");
+    return network;
+  }
+
+  StorageAccount read_account(ObjectReader& reader, const std::string& subscription_id, const std::string& group,
+                              const std::string& location) const {
+    const std::string name = reader.host_name("name");
+    StorageAccount account{.subscription_id = subscription_id, .group = group, .location = location};
+    account.endpoint_suffix = reader.text("endpointSuffix", world_.region + "." + world_.domain);
+    account.keys = reader.texts("keys");
+    if (account.keys.empty()) account.keys = storage_keys_of(name);
+    return account;
+  }
+
+  void read_machine(PendingMachine& machine) {
+    MachineReader(world_, world_.subscriptions[machine.subscription], machine.group).read(machine.reader);
+    machine.reader.finish();
+  }
+
+  template <typename Resource>
+  static void read_named(ObjectReader& reader, const std::string& member, Named<Resource>& resources,
+                         const std::function<Resource(ObjectReader&)>& read) {
+    reader.each(member, [&](ObjectReader& element) {
+      const std::string name = element.text("name");
+      if (!resources.emplace(name, read(element)).second) element.fail("name", "'" + name + "' is taken");
+    });
+  }
+
+  World world_;
+  std::vector<PendingMachine> machines_;
 };
-
-Subscription read_subscription(ObjectReader& reader, const World& world) {
-  Subscription subscription;
-  subscription.id = reader.text("id");
-  subscription.display_name = reader.text("displayName");
-  subscription.tenant_id = reader.text("tenantId", world.tenant_id);
-  subscription.resource_groups = reader.list<ResourceGroup>("resourceGroups", [&world](ObjectReader& group) {
-    return ResourceGroup{group.text("name"), group.text("location", world.region)};
-  });
-  return subscription;
-}
-
-World read_world(const json& document) {
-  ObjectReader reader(document, "");
-  World world;
-  world.region = reader.host_name("region");
-  world.domain = reader.host_name("domain");
-  world.tenant_id = reader.text("tenantId");
-  world.audience = reader.text("audience");
-  world.token_lifetime_seconds = reader.positive_number("tokenLifetimeSeconds", world.token_lifetime_seconds);
-  world.aad_clients = reader.list<AadClient>("aadClients", [](ObjectReader& client) {
-    return AadClient{client.text("clientId"), client.text("clientSecret")};
-  });
-  world.adfs_users = reader.list<AdfsUser>("adfsUsers", [](ObjectReader& user) {
-    return AdfsUser{user.text("userName"), user.text("password"), user.text("clientId")};
-  });
-  world.subscriptions = reader.list<Subscription>(
-      "subscriptions", [&world](ObjectReader& subscription) { return read_subscription(subscription, world); });
-  reader.finish();
-  return world;
-}
 
 }  // namespace
 
+std::vector<VmSize> standard_vm_sizes() {
+  constexpr std::int64_t os_disk_mb = 1'047'552;
+  return {{"Standard_A1_v2", 1, 2048, os_disk_mb, 10'240, 2},  {"Standard_A2_v2", 2, 4096, os_disk_mb, 20'480, 4},
+          {"Standard_D1_v2", 1, 3584, os_disk_mb, 51'200, 4},  {"Standard_D2_v2", 2, 7168, os_disk_mb, 102'400, 8},
+          {"Standard_DS1_v2", 1, 3584, os_disk_mb, 7'168, 4},  {"Standard_DS2_v2", 2, 7168, os_disk_mb, 14'336, 8},
+          {"Standard_F2s_v2", 2, 4096, os_disk_mb, 16'384, 4}, {"Standard_F4s_v2", 4, 8192, os_disk_mb, 32'768, 8}};
+}
+
 World parse_world(std::string_view text, const std::string& origin) {
   try {
-    return read_world(json::parse(text));
+    const auto document = ObjectReader::Json::parse(text);
+    return WorldReader().read(document);
   } catch (const std::exception& error) {
     throw std::runtime_error(origin + ": " + error.what());
   }

@@ -1,11 +1,14 @@
 // What the simulated Azure Stack holds when it starts: plain values, filled by code or from a JSON file.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "sim/resources.h"
 
 namespace sim {
 
@@ -22,17 +25,15 @@ struct AdfsUser {
   std::string client_id;
 };
 
-struct ResourceGroup {
-  std::string name;
-  std::string location;
+struct Subscription {
+  std::string id = {};
+  std::string display_name = {};
+  std::string tenant_id = {};
+  Named<ResourceGroup> resource_groups = {};
 };
 
-struct Subscription {
-  std::string id;
-  std::string display_name;
-  std::string tenant_id;
-  std::vector<ResourceGroup> resource_groups;
-};
+/// Some sizes that an Azure Stack offers.
+std::vector<VmSize> standard_vm_sizes();
 
 struct World {
   std::string region;
@@ -40,20 +41,21 @@ struct World {
   std::string tenant_id;
   std::string audience;  // the one "resource" that tokens are given out for
   std::int64_t token_lifetime_seconds = 3600;
+  std::size_t page_size = 0;  // elements on a page of a list; 0: no list comes in pages
   std::vector<AadClient> aad_clients;
   std::vector<AdfsUser> adfs_users;
+  std::vector<VmSize> vm_sizes = standard_vm_sizes();
   std::vector<Subscription> subscriptions;
+  Named<StorageAccount> storage_accounts;  // of all subscriptions: their names are host names, taken once in a cloud
 };
 
-/// Two subscriptions, one client of AAD and one user of AD FS: the contents of worlds/demo.json.
+/// The contents of worlds/demo.json: two subscriptions, machines with managed and unmanaged disks, one client of AAD
+/// and one user of AD FS.
 World demo_world();
 
-/// Reads a world from JSON text: an object with the members region, domain, tenantId, audience, tokenLifetimeSeconds
-/// (3600 when absent), aadClients [{clientId, clientSecret}], adfsUsers [{userName, password, clientId}] and
-/// subscriptions
-/// [{id, displayName, tenantId (the world's when absent), resourceGroups [{name, location (the region when absent)}]}];
-/// an array may be absent. Throws std::runtime_error, its text naming `origin` and the member that is missing,
-/// unknown or of the wrong kind ("subscriptions[1].id").
+/// Reads a world from JSON text in the form that worlds/README.md describes. Throws std::runtime_error, its text naming
+/// `origin` and the member that is missing, unknown, of the wrong kind, or names something that is not there
+/// ("subscriptions[1].id").
 World parse_world(std::string_view json, const std::string& origin);
 
 /// Reads a world file; throws like parse_world, also when the file cannot be read.

@@ -163,7 +163,7 @@ TEST_F(SimulatorTest, ListsSubscriptionsAndGroups) {
                            "/subscriptions/%34caa8431-21b4-4e0b-bca0-1542a5f11e23/resourcegroups"}) {
     const Answer groups = client.get(management(std::string(form) + "?api-version=2018-09-01"), {token});
     ASSERT_EQ(groups.status, 200) << form;
-    EXPECT_EQ(nlohmann::json::parse(groups.body).at("value")[1].at("id"),
+    EXPECT_EQ(nlohmann::json::parse(groups.body).at("value")[0].at("id"),
               "/subscriptions/4caa8431-21b4-4e0b-bca0-1542a5f11e23/resourceGroups/Data_RG.1");
   }
   EXPECT_EQ(simulator.connections(), 2U) << "one to each host";

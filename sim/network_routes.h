@@ -1,0 +1,12 @@
+// Network interfaces and the subnets of virtual networks.
+#pragma once
+
+#include "sim/cloud.h"
+#include "sim/route_table.h"
+
+namespace sim {
+
+/// `cloud` must outlive the table.
+void add_network_routes(RouteTable& routes, Cloud& cloud);
+
+}  // namespace sim

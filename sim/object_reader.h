@@ -1,0 +1,91 @@
+// Reads JSON objects strictly: each error names the member's place in the file.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sim/resources.h"
+
+namespace sim {
+
+/// A JSON object with its place in the file. The members asked for are remembered, so that finish() can refuse the
+/// rest: a misspelt member must not silently leave its default. Everything throws std::runtime_error with the place and
+/// what is wrong there. The JSON value must outlive the reader.
+class ObjectReader {
+ public:
+  using Json = nlohmann::ordered_json;  // tags keep their order
+
+  ObjectReader(const Json& value, std::string place);
+
+  /// A text that is not empty; the first form wants it to be there.
+  std::string text(const std::string& name);
+  std::optional<std::string> optional_text(const std::string& name);
+  std::string text(const std::string& name, const std::string& fallback);
+
+  /// One of the words; the first when the member is absent.
+  std::string word(const std::string& name, std::initializer_list<const char*> words);
+
+  /// A DNS name: it becomes a part of host names and of the certificate.
+  std::string host_name(const std::string& name);
+
+  /// A whole number above 0; the first form wants it to be there.
+  std::int64_t positive_number(const std::string& name);
+  std::int64_t positive_number(const std::string& name, std::int64_t fallback);
+
+  /// A whole number from 0 on.
+  int number(const std::string& name, int fallback);
+
+  bool flag(const std::string& name, bool fallback);
+
+  std::vector<std::string> texts(const std::string& name);
+
+  /// None when the member is absent.
+  std::optional<Tags> tags(const std::string& name);
+
+  /// One element for each object of the array; none when the member is absent.
+  template <typename Element>
+  std::vector<Element> list(const std::string& name, const std::function<Element(ObjectReader&)>& read) {
+    std::vector<Element> elements;
+    each(name, [&](ObjectReader& reader) { elements.push_back(read(reader)); });
+    return elements;
+  }
+
+  /// None when the member is absent.
+  template <typename Element>
+  std::optional<Element> object(const std::string& name, const std::function<Element(ObjectReader&)>& read) {
+    const Json* member = find(name);
+    if (member == nullptr) return std::nullopt;
+    ObjectReader reader(*member, path(name));
+    Element element = read(reader);
+    reader.finish();
+    return element;
+  }
+
+  /// Calls `read` for each object of the array and refuses members that it did not ask for.
+  void each(const std::string& name, const std::function<void(ObjectReader&)>& read);
+
+  /// A reader for each object of the array, to be finished by the caller; for what must be read after other members.
+  std::vector<ObjectReader> objects(const std::string& name);
+
+  /// Refuses members that nobody asked for.
+  void finish() const;
+
+  [[noreturn]] void fail(const std::string& name, const std::string& what) const;
+
+ private:
+  const Json* find(const std::string& name);
+  std::string path(const std::string& name) const;
+
+  const Json& value_;
+  std::string place_;
+  std::set<std::string> known_;
+};
+
+}  // namespace sim

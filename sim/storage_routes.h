@@ -1,0 +1,12 @@
+// Storage accounts and their keys.
+#pragma once
+
+#include "sim/cloud.h"
+#include "sim/route_table.h"
+
+namespace sim {
+
+/// `cloud` must outlive the table.
+void add_storage_routes(RouteTable& routes, Cloud& cloud);
+
+}  // namespace sim
