@@ -1,9 +1,10 @@
-// A running simulator of the demonstration world and a client that trusts it.
+// A running simulator and a client that trusts it.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "curl_client.h"
 
@@ -11,9 +12,12 @@ namespace sim_test {
 
 class SimulatorTest : public testing::Test {
  protected:
+  /// Of the demonstration world, or of the options' own.
+  explicit SimulatorTest(sim::Options options = {}) : world(options.world), simulator(std::move(options)) {}
+
   std::string management(const std::string& path) const { return "https://" + simulator.management_host() + path; }
 
-  /// The bearer header of a fresh token from AAD.
+  /// The bearer header of a fresh token from AAD; the world's first client has the demonstration's secret.
   std::string bearer() {
     const Answer answer =
         client.send("POST", "https://" + simulator.aad_host() + "/" + world.tenant_id + "/oauth2/token", {},
@@ -22,7 +26,7 @@ class SimulatorTest : public testing::Test {
     return "Authorization: Bearer " + nlohmann::json::parse(answer.body).at("access_token").get<std::string>();
   }
 
-  const sim::World world = sim::demo_world();
+  const sim::World world;
   sim::Simulator simulator;
   CurlClient client{simulator.ca_file().string()};
 };

@@ -309,6 +309,21 @@ TEST_F(SimulatorTest, ControlEndPointMasksSecretsAndWorksOnLocalhostOnly) {
   EXPECT_THAT(faulty.head, HasSubstr("Retry-After: 7"));
   EXPECT_EQ(client.send("POST", control + "faults", {}, R"({"target":"(","action":{"kind":"delay"}})").status, 400);
 
+  EXPECT_EQ(
+      client.send("POST", control + "faults", {}, R"({"target":"^/never","action":{"kind":"refuseToken"}})").status,
+      201);
+  EXPECT_THAT(client.get(control + "unused-faults").body, HasSubstr("^/never"));
+  client.get(management("/unknown?sig=abcdef&api-version=1"), {token});
+  EXPECT_THAT(nlohmann::json::parse(client.get(control + "unknown-requests").body),
+              ElementsAre("GET " + simulator.management_host() + " /unknown?sig=******&api-version=1"));
+
+  const std::string later = bearer();
+  EXPECT_EQ(client.send("POST", control + "advance-time", {}, R"({"seconds":3600})").status, 204);
+  EXPECT_EQ(client.get(management(subscriptions), {later}).error(), "ExpiredAuthenticationToken");
+  for (const char* body : {"", "[]", R"({"seconds":-1})", R"({"seconds":"1"})"}) {
+    EXPECT_EQ(client.send("POST", control + "advance-time", {}, body).status, 400) << body;
+  }
+
   EXPECT_EQ(client.send("POST", control + "revoke-tokens").status, 204);
   EXPECT_EQ(client.get(management(subscriptions), {token}).status, 401);
   EXPECT_EQ(client.send("DELETE", control + "requests").status, 204);

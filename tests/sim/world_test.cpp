@@ -40,6 +40,42 @@ TEST(World, ErrorsNameTheMember) {
       {with(R"(,"subscription":[])"), "w.json: subscription: is not known"},
   };
   for (const auto& [json, message] : cases) EXPECT_EQ(error_of(json), message);
+  // Resources are wrapped in the group "g", machines with one sound disk.
+  const auto with_group = [&with](const std::string& resources) {
+    return with(R"(,"subscriptions":[{"id":"1","displayName":"x","resourceGroups":[{"name":"g",)"
+                R"("virtualNetworks":[{"name":"n","subnets":[{"name":"s"}]}],)" +
+                resources + "}]}]");
+  };
+  const auto with_machine = [&with_group](const std::string& members) {
+    return with_group(R"("machines":[{"name":"m","size":"z","osDisk":{"name":"o","sizeGB":1},)" + members + "}]");
+  };
+  EXPECT_EQ(error_of(with_machine(R"("networkInterfaces":[{"name":"i","virtualNetwork":"G/N"}])")), "none");
+  const std::string group = "w.json: subscriptions[0].resourceGroups[0].";
+  const std::vector<std::pair<std::string, std::string>> resource_cases = {
+      {with_group(R"("machines":[{"name":"m","size":"z"}])"), "machines[0].osDisk: is missing"},
+      {with_group(R"("machines":[{"name":"m","size":"z","osDisk":{"name":"o"}}])"),
+       "machines[0].osDisk.sizeGB: is missing"},
+      {with_machine(R"("powerstate":"running")"), "machines[0].powerstate: is not known"},
+      {with_machine(R"("osType":"linux")"), "machines[0].osType: must be one of Linux, Windows"},
+      {with_machine(R"("tags":{"a":1})"), "machines[0].tags.a: must be a text"},
+      {with_machine(R"("dataDisks":[{"name":"O","sizeGB":1}])"), "machines[0].dataDisks[0].name: 'O' is taken"},
+      {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"lun":-1}])"),
+       "machines[0].dataDisks[0].lun: must be a whole number from 0 on"},
+      {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"vhd":{"account":"a"}}])"),
+       "machines[0].dataDisks[0].vhd.account: names no storage account"},
+      {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"resourceGroup":"h"}])"),
+       "machines[0].dataDisks[0].resourceGroup: names no group"},
+      {with_machine(R"("networkInterfaces":[{"name":"i"}])"),
+       "machines[0].networkInterfaces[0].virtualNetwork: is missing"},
+      {with_machine(R"("networkInterfaces":[{"name":"i","virtualNetwork":"n","subnet":"t"}])"),
+       "machines[0].networkInterfaces[0].subnet: names none of the network"},
+      {with_machine(R"("networkInterfaces":[{"name":"i","virtualNetwork":"n","networkSecurityGroup":"h/n"}])"),
+       "machines[0].networkInterfaces[0].networkSecurityGroup: names no group"},
+      {with_group(R"("storageAccounts":[{"name":"a"},{"name":"a"}])"), "storageAccounts[1].name: 'a' is taken"},
+      {with_group(R"("storageAccounts":[{"name":"A/b"}])"),
+       "storageAccounts[0].name: must be made of small letters, digits, '-' and '.'"},
+  };
+  for (const auto& [json, message] : resource_cases) EXPECT_EQ(error_of(json), group + message);
   EXPECT_THAT(error_of("{"), testing::StartsWith("w.json: "));
   EXPECT_THROW(sim::load_world("/does/not/exist.json"), std::runtime_error);
 }
