@@ -209,12 +209,13 @@ TEST_F(VmAnswersTest, NetworkInterfaces) {
 }
 
 TEST_F(VmAnswersTest, MachineSizes) {
-  ServeOnce("/locations/local/vmSizes\\?api-version=2017-12-01$", ReadData("vmsizes.json"));
-  ServeOnce("/vmSizes", ReadData("vmsizes-null-nextlink-definition.json"));
-  ServeOnce("/vmSizes", ReadData("vmsizes-older-family.json"));
-  ServeOnce("/vmSizes", R"({"value":[{"name":"a","osDiskSizeInMB":30720},{"name":"b","osDiskSizeInMB":1023},
-      {"name":"c"},{"osDiskSizeInMB":2048},{"name":"a","osDiskSizeInMB":1024},{"name":"d","osDiskSizeInMB":-5},null]})");
-  for (int i = 0; i < 4; ++i) {
+  const std::vector<std::string> answers{
+      ReadData("vmsizes.json"), ReadData("vmsizes-null-nextlink-definition.json"),
+      ReadData("vmsizes-older-family.json"),
+      R"({"value":[{"name":"a","osDiskSizeInMB":30720},{"name":"b","osDiskSizeInMB":1023},{"name":"c"},
+         {"osDiskSizeInMB":2048},{"name":"a","osDiskSizeInMB":1024},{"name":"d","osDiskSizeInMB":-5},null]})"};
+  for (const std::string& answer : answers) {
+    ServeOnce("/locations/local/vmSizes\\?api-version=2017-12-01$", answer);
     EXPECT_EQ(vms.GetOsDiskSizes(), kOk);
   }
   const std::map<std::string, std::uint64_t>& sizes = vms.os_disk_sizes();
