@@ -67,6 +67,7 @@ TEST_F(Secrets, OfStorageAccounts) {
       {"{\n \"keys\": [\n  {\n   \"value\": \"k1==\",\n   \"permissions\": \"FULL\",\n   \"keyName\": \"key1\"\n  }]}",
        "{\n \"keys\": [\n  {\n   \"value\": \"******\",\n   \"permissions\": \"FULL\",\n   \"keyName\": \"key1\"\n  "
        "}]}"},
+      {R"({"keyName": "key1", "value": "k1=="})", R"({"keyName": "key1", "value": "******"})"},
       {R"(Returning rc: 0, response: {"keys":[{"permissions":"Full","keyName":"key1","value":"k1+)",
        R"(Returning rc: 0, response: {"keys":[{"permissions":"Full","keyName":"key1","value":"******)"},
       {"DefaultEndpointsProtocol=http;AccountName=acct;AccountKey=ab+/cd==;EndpointSuffix=local",
@@ -93,7 +94,7 @@ TEST_F(Secrets, OfAddresses) {
 TEST_F(Secrets, InnocentTextsStay) {
   for (const char* text : {
            "",
-           "design=flat&config=x&sigma=y&sign=n",
+           "design=flat&config=x&sigma=y&multisig=2",
            R"({"status":"value","value":"shown","name":"key"})",
            R"({"value":[{"id":"/subscriptions/s","publicKeys":[{"keyData":"ssh-rsa AAAA"}]}]})",
            "WWW-Authenticate: Bearer authorization_uri=\"https://login/t\", error_description=\"The access token is\"",
@@ -116,7 +117,7 @@ TEST_F(Secrets, RememberedOnesAreFoundAnywhere) {
       {"x=p%26ss%20w%2Brd&y", "x=******&y"},
       {"p&ss w+r p&ss w-rd abc", "p&ss w+r p&ss w-rd abc"},
       {"a p&ss w+rd b password=xp&ss w+rd c", "a ****** b password=****** c"},
-      {"Authorization: Bearer p&ss w+rd\r\nHost: h", "Authorization: ******\r\nHost: h"},
+      {"Authorization: Bearer p&ss w+rd.tail\r\nHost: h", "Authorization: ******\r\nHost: h"},
   });
 }
 

@@ -112,7 +112,7 @@ TEST_F(Configuration, UserAndPasswordOfACredentialsText) {
       {":password", "", "password"},
       {"", "", ""},
       {"domain\\user:pass:word:", "domain\\user", "pass:word:"},
-      {"user:password\nrest:more", "user", "password"},
+      {"user:password\nrest:more\nlast", "user", "password"},
       {"user:\npassword", "user", ""},
       {"user: p w ", "user", " p w "},
       {"user:" + std::string(2000, 'p'), "user", std::string(2000, 'p')},
