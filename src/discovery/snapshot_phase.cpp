@@ -56,7 +56,8 @@ class Passes {
   Passes(aapi_pgn_server_handle_s& server, DiskSnapshots& snapshots, const std::string& snapshot_name)
       : server_(server), snapshots_(snapshots), snapshot_name_(snapshot_name) {}
 
-  void First(MachineDisks machines) {
+  // Takes the disks of the machines that failed.
+  void First(MachineDisks& machines) {
     const FunctionLog log("snapshotVm");
     log.flow("entering");
     for (auto& [path, disks] : machines) {
@@ -168,7 +169,7 @@ void SnapshotMachines(aapi_pgn_server_handle_s& server, DiskSnapshots& snapshots
                       MachineDisks machines) {
   const std::size_t machine_count = machines.size();
   Passes passes(server, snapshots, snapshot_name);
-  passes.First(std::move(machines));
+  passes.First(machines);
   if (passes.AnyFailed()) {
     passes.Retries();
   }

@@ -2,11 +2,10 @@
 #include "src/discovery/discovery.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include "tests/discovery/file_size_limit.h"
 #include "tests/discovery/scripted_snapshots.h"
@@ -78,7 +77,8 @@ Texts ExpectedRecords(const Machine& vm, const Texts& disks, const std::string& 
                 path + "/Metadata",   meta + "UseManagedDisk=" + (vm.managed ? "Yes" : "No"),
                 meta + "SubId=sub",   meta + "StagingStorageAccount="};
   for (const std::string& disk : disks) {
-    records.push_back(path + "/" + disk);
+    records.push_back(path);
+    records.back().append("/").append(disk);
   }
   for (const std::string& entry : {"BootDiagnostics=" + boot, "RgName=" + vm.group, "Size=" + vm.size,
                                    "PowerState=" + vm.state, std::string("Vnet=net1"), std::string("Subnet=front")}) {
@@ -106,11 +106,15 @@ std::string FileOf(const Texts& records) {
 
 /// A name as it stands in a request.
 std::string InUrl(const std::string& name) {
+  constexpr std::string_view kHex = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : name) {
-    std::array<char, 4> escape{};
-    std::snprintf(escape.data(), escape.size(), "%%%02X", static_cast<unsigned char>(c));
-    encoded += (static_cast<unsigned char>(c) & 0x80U) != 0 ? std::string(escape.data()) : std::string(1, c);
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80U) {
+      encoded += c;
+    } else {
+      encoded.append("%").append(1, kHex[byte >> 4U]).append(1, kHex[byte & 0xfU]);
+    }
   }
   return encoded;
 }

@@ -112,7 +112,7 @@ TEST_F(SnapshotIdTest, AgeCountsInWholeMinutesAndOnlyWithoutASearchTime) {
   const std::string young = Ago(60);
   const std::vector<Case> cases{{Ago(kDay * 60), "", true},
                                 {Ago(kDay * 60 - 1), "", false},
-                                {Ago(1439 * 60), "", false},
+                                {Ago(1439L * 60), "", false},
                                 {Ago(-3600), "", false},
                                 {"99999999999999999999999", "", false},
                                 {"1x", "", false},
