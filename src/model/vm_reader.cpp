@@ -338,7 +338,7 @@ std::string ResourceGroupFromId(const std::string& id) {
   const std::size_t start = found == std::string::npos ? found : found + key.size() + 1;
   log.detail("Resource Group  start index %d ", static_cast<int>(start));
   const std::string tail = id.substr(start);
-  const std::string group = tail.substr(0, tail.find('/'));
+  std::string group = tail.substr(0, tail.find('/'));
   log.detail("Returning Resource Group %s ", group.c_str());
   return group;
 }
