@@ -4,14 +4,12 @@
 
 #include <array>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
-#include <sstream>
 
 #include "src/api/entry_points.h"
 #include "tests/api/c_host.h"
 #include "tests/api/loaded_library.h"
+#include "tests/support/read_file.h"
 
 namespace {
 
@@ -35,8 +33,7 @@ std::vector<Record> RecordsAt(const std::string& file, std::size_t offset, std::
 
 // The names that a shared library defines for others.
 std::set<std::string> ExportedNames(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  const std::string file{std::istreambuf_iterator<char>(stream), {}};
+  const std::string file = test_support::read_file(path);
   const Elf64_Ehdr header = RecordsAt<Elf64_Ehdr>(file, 0, 1).at(0);
   const auto sections = RecordsAt<Elf64_Shdr>(file, header.e_shoff, header.e_shnum);
   std::set<std::string> names;

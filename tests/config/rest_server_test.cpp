@@ -12,7 +12,7 @@ class RestServer : public config_test::ConfigFixture {
  protected:
   RestServer() {
     server.server_name = "management.r.d1.d2:30024";
-    server.region_name = "r";
+    server.region_name = std::string(1, 'r');  // g++ 12 takes the assignment of a short literal for an overlap
     server.domain_name = "d1.d2:30024";
   }
   // The login host for a credentials store and a configuration.

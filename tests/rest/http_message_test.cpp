@@ -3,11 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "tests/support/log_transcript.h"
+#include "tests/support/read_file.h"
 
 namespace {
 
@@ -18,10 +17,9 @@ using azurestackpi::GetTagValueFromResponseHeader;
 using azurestackpi::Status;
 
 std::string Recorded(const std::string& name) {
-  std::ifstream stream(ARM_DATA "/" + name, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
+  std::string text = test_support::read_file(ARM_DATA "/" + name);
   if (text.find("\r\n") == std::string::npos) {
-    throw std::runtime_error(name + " is missing or has lost its line ends");
+    throw std::runtime_error(name + " has lost its line ends");
   }
   return text;
 }
