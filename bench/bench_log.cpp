@@ -21,7 +21,7 @@ int main() {
   aapi_session_def_v1_t session{};
   session.log = DropLine;
   for (const char* secret : {"a client secret of twenty", "user password", "eyJ0eXAiOiJKV1Qi.a.token"}) {
-    azurestackpi::RememberSecret(secret);
+    azurestackpi::RememberSecret(azurestackpi::SecretKind::kCredential, secret);
   }
   const auto line = [&](int i) {
     azurestackpi::LogMsg(&session, 3, "SendHttpRequest", "Query URL: %s. is_internet_call %d ",

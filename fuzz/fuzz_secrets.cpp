@@ -7,7 +7,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string secret = "Pl4nted&secret";
-  static const bool remembered = (azurestackpi::RememberSecret(secret), true);
+  static const bool remembered = (azurestackpi::RememberSecret(azurestackpi::SecretKind::kCredential, secret), true);
   static_cast<void>(remembered);
   const std::string text(reinterpret_cast<const char*>(data), size);
   const std::size_t middle = size / 2;

@@ -21,7 +21,7 @@ struct ThreadPool {
   std::vector<Handle> idle;  // ready for the next request: a handle's first request costs more than its later ones
 };
 
-constexpr std::size_t kMostIdleHandles = 2;  // a request and the poll of its operation
+constexpr std::size_t kMostIdleHandles = 3;  // a request, the poll of its operation, and a login between two polls
 
 ThreadPool& thread_pool() {
   thread_local ThreadPool pool;

@@ -29,8 +29,8 @@ CURLcode CVGSS_curl_easy_getinfo(CURL* handle, CURLINFO info, Value* value) {
 
 namespace platform {
 
-/// Closes the calling thread's idle connections and forgets its DNS answers and TLS sessions. For when a server is
-/// closed: nothing of it stays open behind the host's back. Easy handles still alive keep what they use.
+/// Closes the calling thread's idle connections and forgets its DNS answers and TLS sessions; those of other threads
+/// end with their thread. For when a server is closed. Easy handles still alive keep what they use.
 void drop_connections();
 
 }  // namespace platform

@@ -42,6 +42,21 @@ void ReadyConfiguration(aapi_pgn_server_handle_s& server, const aapi_credentials
   }
 }
 
+// What is known of one server's cloud, and the connections to it, must not serve another server.
+void ForgetCloud() {
+  azurestackpi::azurestack_storagekeys::destroyInstance();
+  azurestackpi::azurestack_network::destroyInstance();
+  platform::drop_connections();
+}
+
+// Takes a server out of the configuration when it goes before it was handed out.
+struct OpeningServerDeleter {
+  void operator()(aapi_pgn_server_handle_s* server) const {
+    AzureStackPi_Config::getInstance().SetServerDef(nullptr);
+    delete server;
+  }
+};
+
 Status OpenServer(const FunctionLog& log, const aapi_session_def_v1_t& session, const char* server_name,
                   const aapi_credentials_v1_t& credentials, aapi_server_t*& out) {
   const char* const name = NameBehindColon(server_name);
@@ -49,7 +64,7 @@ Status OpenServer(const FunctionLog& log, const aapi_session_def_v1_t& session, 
     log.error("Server name is not in expected format");
     return azurestackpi::kServerNameInvalid;
   }
-  std::unique_ptr<aapi_pgn_server_handle_s> server(new (std::nothrow) aapi_pgn_server_handle_s);
+  std::unique_ptr<aapi_pgn_server_handle_s, OpeningServerDeleter> server(new (std::nothrow) aapi_pgn_server_handle_s);
   if (!server) {
     log.error("failed to allocate memory for server handle");
     return azurestackpi::kOutOfMemory;
@@ -62,6 +77,7 @@ Status OpenServer(const FunctionLog& log, const aapi_session_def_v1_t& session, 
     log.error("Server name is not in expected format");
   }
   log.flow("parsed region name %s and domain name %s ", server->region_name.c_str(), server->domain_name.c_str());
+  ForgetCloud();
   ReadyConfiguration(*server, credentials);
   if (server->session_kind == AAPI_SESSION_RESTORE) {
     azurestackpi::azurestack_network::createInstance(server.get());
@@ -123,9 +139,7 @@ std::uint32_t azurestackpi_close_server_v1(aapi_server_t* server) {
       config.SetServerDef(nullptr);
     }
     log.flow("deleting storage account metadata");
-    azurestackpi::azurestack_storagekeys::destroyInstance();
-    azurestackpi::azurestack_network::destroyInstance();
-    platform::drop_connections();
+    ForgetCloud();
     log.flow("exiting.");
     return azurestackpi::kOk;
   });

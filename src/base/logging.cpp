@@ -1,10 +1,12 @@
 #include "src/base/logging.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <new>
 #include <string>
@@ -45,6 +47,43 @@ __attribute__((format(printf, 4, 0))) std::size_t Format(char* buffer, std::size
   const std::size_t used = std::min(prefix, size - 1);
   const int text = V_vsnprintf(buffer + used, size - used, format, arguments);
   return text < 0 ? name : prefix + static_cast<std::size_t>(text);
+}
+
+// Keeps a broken pipe on standard error from ending the host: the signal is held back in this thread, and taken out
+// again when the write has raised it.
+class PipeSignalHeld {
+ public:
+  PipeSignalHeld() {
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+  }
+  ~PipeSignalHeld() {
+    const timespec at_once{0, 0};
+    while (!was_pending_ && sigtimedwait(&pipe_, nullptr, &at_once) == -1 && errno == EINTR) {
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  PipeSignalHeld(const PipeSignalHeld&) = delete;
+  PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
+
+ private:
+  sigset_t pipe_;
+  sigset_t before_;
+  bool was_pending_ = false;
+};
+
+// One newline to standard error; returns 0 or errno.
+int WriteNewline() {
+  const PipeSignalHeld held;
+  ssize_t written = 0;
+  do {
+    written = write(STDERR_FILENO, "\n", 1);
+  } while (written < 0 && errno == EINTR);
+  return written == 1 ? 0 : errno;
 }
 
 }  // namespace
@@ -105,12 +144,7 @@ std::uint32_t send_keepalive_callback(const char* /*caller*/) {
   if (now - *last_keepalive < kKeepAliveSeconds) {
     return kOk;
   }
-  ssize_t written = 0;
-  do {
-    written = write(STDERR_FILENO, "\n", 1);
-  } while (written < 0 && errno == EINTR);
-  if (written != 1) {
-    const int error = errno;
+  if (const int error = WriteNewline(); error != 0) {
     log.error("Failed to send keepalive message. Error = %d: %s", error, std::strerror(error));
     return kNetworkFailure;
   }

@@ -15,7 +15,6 @@ namespace azurestackpi {
 namespace {
 
 constexpr std::size_t kShortestRemembered = 4;
-constexpr std::size_t kMostRemembered = 16;
 
 // Searched for in every line, so by its byte that lines hold least often.
 struct Remembered {
@@ -23,7 +22,19 @@ struct Remembered {
   std::size_t probe;  // where that byte stands
 };
 
-ProcessValue<std::deque<Remembered>> remembered_secrets("secrets kept out of log lines");
+using Secrets = std::deque<std::vector<Remembered>>;  // each secret in its forms, the oldest first
+
+struct RememberedSecrets {
+  Secrets credentials;
+  Secrets tokens;
+  Secrets storage_keys;
+};
+
+ProcessValue<RememberedSecrets> remembered_secrets("secrets kept out of log lines");
+
+constexpr std::size_t kMostCredentials = 16;
+constexpr std::size_t kMostTokens = 2;
+constexpr std::size_t kMostStorageKeys = 4;
 
 int Commonness(char byte) {
   const auto value = static_cast<unsigned char>(byte);
@@ -77,66 +88,111 @@ struct FieldName {
 };
 
 constexpr std::string_view kFieldEnds = "& \t\r\n\"'<>;\\";
-constexpr std::array<FieldName, 7> kFieldNames{{{"client_secret", kFieldEnds, false},
+constexpr std::string_view kKeyEnds = "; \t\r\n\"'";
+constexpr std::array<FieldName, 9> kFieldNames{{{"client_secret", kFieldEnds, false},
                                                 {"password", kFieldEnds, false},
                                                 {"refresh_token", kFieldEnds, false},
                                                 {"access_token", kFieldEnds, false},
                                                 {"client_assertion", kFieldEnds, false},
                                                 {"sig", kFieldEnds, true},
-                                                {"AccountKey", "; \t\r\n\"'", false}}};
+                                                {"AccountKey", kKeyEnds, false},
+                                                {"primaryKey", kKeyEnds, false},
+                                                {"secondaryKey", kKeyEnds, false}}};
 
-// NAME=VALUE of a form, a query or a connection string; position is that of "=".
-std::optional<Span> FieldSecret(std::string_view text, std::size_t position) {
-  const std::string_view before = text.substr(0, position);
-  const char last = before.empty() ? '\0' : static_cast<char>(before.back() | 0x20);
+// Whether text ends with a name that makes a secret of the value behind it; the name's field, null when it does not.
+const FieldName* SecretFieldAtEnd(std::string_view text) {
+  const char last = text.empty() ? '\0' : static_cast<char>(text.back() | 0x20);
   for (const FieldName& field : kFieldNames) {
-    if (field.name.back() != last || !EndsWithIgnoringCase(before, field.name)) {
+    if (static_cast<char>(field.name.back() | 0x20) != last || !EndsWithIgnoringCase(text, field.name)) {
       continue;
     }
-    const std::size_t begin = before.size() - field.name.size();
-    if (!field.whole_word || begin == 0 || !IsLetter(before[begin - 1])) {
-      return Span{position + 1, EndOfValue(text, position + 1, field.ends)};
+    const std::size_t begin = text.size() - field.name.size();
+    if (!field.whole_word || begin == 0 || !IsLetter(text[begin - 1])) {
+      return &field;
     }
   }
-  return std::nullopt;
+  return nullptr;
+}
+
+std::string_view WithoutBlanksAtEnd(std::string_view text) {
+  return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
 }
 
 std::size_t SkipBlanks(std::string_view text, std::size_t position) {
   return std::min(text.find_first_not_of(" \t\r\n", position), text.size());
 }
 
-// The value of a JSON member, position being that of ":"; the whole string between its quotes.
+// NAME=VALUE of a form, a query or a connection string, blanks around the sign allowed; position is that of "=".
+std::optional<Span> FieldSecret(std::string_view text, std::size_t position) {
+  const FieldName* const field = SecretFieldAtEnd(WithoutBlanksAtEnd(text.substr(0, position)));
+  if (field == nullptr) {
+    return std::nullopt;
+  }
+  const std::size_t begin = std::min(text.find_first_not_of(' ', position + 1), text.size());
+  return Span{begin, EndOfValue(text, begin, field->ends)};
+}
+
+// The same with an encoded sign, as a whole address inside another one has it: sig%3DVALUE; position is that of "%".
+std::optional<Span> EncodedFieldSecret(std::string_view text, std::size_t position) {
+  if (!EndsWithIgnoringCase(text.substr(0, std::min(position + 3, text.size())), "sig%3d")) {
+    return std::nullopt;
+  }
+  return Span{position + 3, EndOfValue(text, position + 3, kFieldEnds)};
+}
+
+// The string behind the ":" of a JSON member, between its quotes, be they escaped as in JSON inside JSON.
 std::optional<Span> JsonString(std::string_view text, std::size_t position) {
   std::size_t begin = SkipBlanks(text, position + 1);
+  const bool escaped = begin < text.size() && text[begin] == '\\';
+  begin += escaped ? 1U : 0U;
   if (begin >= text.size() || text[begin] != '"') {
     return std::nullopt;
   }
   ++begin;
   std::size_t end = begin;
-  while (end < text.size() && text[end] != '"') {
+  while (end < text.size() && text[end] != '"' && !(escaped && text[end] == '\\')) {
     end += text[end] == '\\' ? 2U : 1U;
   }
   return Span{begin, std::min(end, text.size())};
 }
 
-// "NAME": "VALUE"; position is that of ":". in_key_list: the text is a list of storage keys, whose members are "value".
-std::optional<Span> MemberSecret(std::string_view text, std::size_t position, bool in_key_list) {
-  constexpr std::array<std::string_view, 7> names{"access_token\"", "refresh_token\"", "id_token\"",  "client_secret\"",
-                                                  "password\"",     "accountkey\"",    "primarykey\""};
-  const std::size_t last = text.substr(0, position).find_last_not_of(" \t\r\n");
-  if (last == std::string_view::npos || text[last] != '"') {
-    return std::nullopt;
-  }
-  const std::string_view before = text.substr(0, last + 1);
-  const bool secret = std::any_of(names.begin(), names.end(),
-                                  [&](std::string_view name) { return EndsWithIgnoringCase(before, name); }) ||
-                      (in_key_list && EndsWithIgnoringCase(before, "\"value\""));
-  return secret ? JsonString(text, position) : std::nullopt;
+bool ContainsIgnoringCase(std::string_view text, std::string_view word) {
+  return std::search(text.begin(), text.end(), word.begin(), word.end(), [](char left, char right) {
+           return std::tolower(static_cast<unsigned char>(left)) == std::tolower(static_cast<unsigned char>(right));
+         }) != text.end();
 }
 
-// "Authorization: ..." and "Proxy-Authorization: ..." to the end of their line; position is that of ":".
+// True for the body of a list of storage keys, whose members "value" are secrets.
+bool IsKeyList(std::string_view text) {
+  return ContainsIgnoringCase(text, "\"keyname\"") || ContainsIgnoringCase(text, "\"keys\"");
+}
+
+// "NAME": "VALUE"; position is that of ":".
+std::optional<Span> MemberSecret(std::string_view text, std::size_t position) {
+  std::string_view name = WithoutBlanksAtEnd(text.substr(0, position));
+  if (name.empty() || name.back() != '"') {
+    return std::nullopt;
+  }
+  name.remove_suffix(1);
+  if (!name.empty() && name.back() == '\\') {
+    name.remove_suffix(1);
+  }
+  if (SecretFieldAtEnd(name) != nullptr || EndsWithIgnoringCase(name, "id_token") ||
+      EndsWithIgnoringCase(name, "authorization")) {
+    return JsonString(text, position);
+  }
+  const bool may_be_key = EndsWithIgnoringCase(name, "\"value") || EndsWithIgnoringCase(name, "\"key1") ||
+                          EndsWithIgnoringCase(name, "\"key2");
+  const std::optional<Span> value = may_be_key ? JsonString(text, position) : std::nullopt;
+  return value && IsKeyList(text) ? value : std::nullopt;
+}
+
+// Headers whose value is a secret, to the end of their line; position is that of ":".
 std::optional<Span> HeaderSecret(std::string_view text, std::size_t position) {
-  if (!EndsWithIgnoringCase(text.substr(0, position), "authorization")) {
+  const std::string_view name = text.substr(0, position);
+  const char last = name.empty() ? '\0' : static_cast<char>(name.back() | 0x20);
+  if ((last != 'n' || !EndsWithIgnoringCase(name, "authorization")) &&
+      (last != 'e' || !EndsWithIgnoringCase(name, "cookie"))) {
     return std::nullopt;
   }
   const std::size_t begin = std::min(text.find_first_not_of(' ', position + 1), text.size());
@@ -159,28 +215,32 @@ std::optional<Span> AddressSecret(std::string_view text, std::size_t position) {
   return Span{authority_begin + colon + 1, authority_begin + at};
 }
 
-bool ContainsIgnoringCase(std::string_view text, std::string_view word) {
-  return std::search(text.begin(), text.end(), word.begin(), word.end(), [](char left, char right) {
-           return std::tolower(static_cast<unsigned char>(left)) == std::tolower(static_cast<unsigned char>(right));
-         }) != text.end();
+std::optional<Span> MarkedSecret(std::string_view text, std::size_t position) {
+  switch (text[position]) {
+    case '=':
+      return FieldSecret(text, position);
+    case '%':
+      return EncodedFieldSecret(text, position);
+    default: {
+      std::optional<Span> secret = MemberSecret(text, position);
+      secret = secret ? secret : HeaderSecret(text, position);
+      return secret ? secret : AddressSecret(text, position);
+    }
+  }
 }
 
-// Secrets that their surroundings give away. Every mark ends in "=" or ":", so one pass looks at those bytes only.
+// Secrets that their surroundings give away. Every mark ends in one of three bytes, so one pass looks at those only.
 void FindMarkedSecrets(std::string_view text, std::vector<Span>& found) {
-  std::optional<bool> key_list;
+  static constexpr auto ends_mark = [] {
+    std::array<bool, 256> ends{};
+    ends['='] = ends[':'] = ends['%'] = true;
+    return ends;
+  }();
   for (std::size_t i = 0; i < text.size(); ++i) {
-    std::optional<Span> secret;
-    if (text[i] == '=') {
-      secret = FieldSecret(text, i);
-    } else if (text[i] == ':') {
-      if (!key_list) {
-        key_list = text.find('{') != std::string_view::npos &&
-                   (ContainsIgnoringCase(text, "\"keyname\"") || ContainsIgnoringCase(text, "\"keys\""));
-      }
-      secret = MemberSecret(text, i, *key_list);
-      secret = secret ? secret : HeaderSecret(text, i);
-      secret = secret ? secret : AddressSecret(text, i);
+    if (!ends_mark[static_cast<unsigned char>(text[i])]) {
+      continue;
     }
+    const std::optional<Span> secret = MarkedSecret(text, i);
     if (secret && secret->begin < secret->end) {
       found.push_back(*secret);
       i = secret->end - 1;
@@ -198,36 +258,82 @@ std::size_t CutBeginning(std::string_view text, std::string_view secret) {
   return 0;
 }
 
+void FindForm(std::string_view text, const Remembered& secret, bool cut, std::vector<Span>& found) {
+  const std::size_t length = secret.text.size();
+  for (std::size_t at = 0; (at = FindRemembered(text, secret, at)) != std::string_view::npos; at += length) {
+    found.push_back({at, at + length});
+  }
+  if (const std::size_t kept = cut ? CutBeginning(text, secret.text) : 0; kept != 0) {
+    found.push_back({text.size() - kept, text.size()});
+  }
+}
+
 void FindRememberedSecrets(std::string_view text, bool cut, std::vector<Span>& found) {
-  for (const Remembered& secret : *remembered_secrets) {
-    const std::size_t length = secret.text.size();
-    for (std::size_t at = 0; (at = FindRemembered(text, secret, at)) != std::string_view::npos; at += length) {
-      found.push_back({at, at + length});
-    }
-    if (const std::size_t kept = cut ? CutBeginning(text, secret.text) : 0; kept != 0) {
-      found.push_back({text.size() - kept, text.size()});
+  const RememberedSecrets& all = *remembered_secrets;
+  for (const Secrets* secrets : {&all.credentials, &all.tokens, &all.storage_keys}) {
+    for (const std::vector<Remembered>& secret : *secrets) {
+      for (const Remembered& form : secret) {
+        FindForm(text, form, cut, found);
+      }
     }
   }
 }
 
-void Remember(const std::string& secret) {
-  auto& secrets = *remembered_secrets;
-  const auto known = [&](const Remembered& other) { return other.text == secret; };
-  if (secret.size() < kShortestRemembered || std::any_of(secrets.begin(), secrets.end(), known)) {
+std::string EscapeJson(const std::string& text, std::string_view escaped) {
+  std::string result;
+  for (const char c : text) {
+    if (escaped.find(c) != std::string_view::npos) {
+      result += '\\';
+    }
+    result += c;
+  }
+  return result;
+}
+
+// The secret as it is, and as the encodings that stand in messages make it, each once.
+std::vector<Remembered> FormsOf(const std::string& secret) {
+  std::vector<Remembered> forms;
+  for (const std::string& form : {secret, EncodeFormValue(secret), EncodeAllButAlphanumeric(secret),
+                                  EscapeJson(secret, "\"\\"), EscapeJson(secret, "\"\\/")}) {
+    if (std::none_of(forms.begin(), forms.end(), [&](const Remembered& other) { return other.text == form; })) {
+      forms.push_back({form, RarestByte(form)});
+    }
+  }
+  return forms;
+}
+
+// Adds a secret as the latest; the oldest goes when there are too many.
+void Remember(Secrets& secrets, std::size_t most, const std::string& secret) {
+  const auto known = std::find_if(secrets.begin(), secrets.end(),
+                                  [&](const std::vector<Remembered>& other) { return other.front().text == secret; });
+  if (known != secrets.end()) {
+    std::rotate(known, known + 1, secrets.end());
     return;
   }
-  if (secrets.size() == kMostRemembered) {
+  if (secrets.size() == most) {
     secrets.pop_front();
   }
-  secrets.push_back({secret, RarestByte(secret)});
+  secrets.push_back(FormsOf(secret));
 }
 
 }  // namespace
 
-void RememberSecret(const std::string& secret) {
-  Remember(secret);
-  Remember(EncodeFormValue(secret));
+void RememberSecret(SecretKind kind, const std::string& secret) {
+  if (secret.size() < kShortestRemembered) {
+    return;
+  }
+  RememberedSecrets& all = *remembered_secrets;
+  switch (kind) {
+    case SecretKind::kCredential:
+      return Remember(all.credentials, kMostCredentials, secret);
+    case SecretKind::kToken:
+      return Remember(all.tokens, kMostTokens, secret);
+    case SecretKind::kStorageKey:
+      return Remember(all.storage_keys, kMostStorageKeys, secret);
+  }
 }
+
+void ForgetCredentials() { remembered_secrets->credentials.clear(); }
 
 std::optional<std::string> MaskSecrets(std::string_view text, bool cut) {
   std::vector<Span> found;

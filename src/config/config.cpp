@@ -21,10 +21,11 @@ constexpr std::size_t kLongestSetting = 1023;
 
 ProcessValue<std::unique_ptr<AzureStackPi_Config>> instance("configuration");
 
-// By name: what a store calls a secret, a password or a key is one.
+// By its name; the one setting with "KEY" in it that is none is told apart.
 bool NamesSecret(const std::string& key) {
   const std::string name = ToLower(key);
-  return name.find("secret") != std::string::npos || name.find("password") != std::string::npos;
+  return name.find("secret") != std::string::npos || name.find("password") != std::string::npos ||
+         (name.find("key") != std::string::npos && name != "fetch_storage_keys");
 }
 
 }  // namespace
@@ -53,6 +54,7 @@ Status AzureStackPi_Config::ReadConf() {
   user_name_.clear();
   password_.clear();
   credentials_.Reset();
+  ForgetCredentials();
   const char* const path = session_ == nullptr ? nullptr : session_->config_path;
   log.detail("Config file name %s", path == nullptr ? "(none)" : path);
   const bool read =
@@ -99,7 +101,7 @@ Status AzureStackPi_Config::GetCredsVal(const std::string& key, std::string& val
   const Status status = credentials_.Read(path, server_name, key, value);
   if (status == kOk) {
     if (NamesSecret(key)) {
-      RememberSecret(value);
+      RememberSecret(SecretKind::kCredential, value);
     }
     return kOk;
   }
@@ -121,7 +123,7 @@ void AzureStackPi_Config::SetCreds(const char* text) {
   const std::size_t end = std::min(credentials.find('\n', begin), credentials.size());
   user_name_ = credentials.substr(0, colon);
   password_ = credentials.substr(begin, end - begin);
-  RememberSecret(password_);
+  RememberSecret(SecretKind::kCredential, password_);
 }
 
 std::string AzureStackPi_Config::GetUserName() const {

@@ -34,8 +34,8 @@ Status parseAzureEndpoint(const std::string& name, std::string& region, std::str
 
 Status InitRestServerHandle(const aapi_pgn_server_handle_s* server, azs_rest_server_s& rest) {
   const FunctionLog log(__func__);
-  if (server == nullptr || server->server_name.size() > kLongestEndpoint) {
-    log.error("The server name is missing or longer than %zu bytes. AAPI_Errno = %d", kLongestEndpoint,
+  if (server == nullptr || server->server_name.empty() || server->server_name.size() > kLongestEndpoint) {
+    log.error("The server name is empty or longer than %zu bytes. AAPI_Errno = %d", kLongestEndpoint,
               static_cast<int>(kInvalidArgument));
     return kInvalidArgument;
   }
@@ -45,8 +45,12 @@ Status InitRestServerHandle(const aapi_pgn_server_handle_s* server, azs_rest_ser
   if (config.GetCredsVal("IdentityProvider", provider) != kOk) {
     log.error("Unable to find IdentityProvider parameter value from configuration file");
   }
-  rest.login_endpoint = provider == "ADFS" ? "adfs." + server->region_name + "." + server->domain_name
-                                           : config.ConfValueOr("AAD_LOGIN_ENDPOINT", kPublicLoginHost);
+  const std::string public_host = config.ConfValueOr("AAD_LOGIN_ENDPOINT", "");
+  if (provider == "ADFS") {
+    rest.login_endpoint = "adfs." + server->region_name + "." + server->domain_name;
+  } else {
+    rest.login_endpoint = public_host.empty() ? kPublicLoginHost : public_host;
+  }
   return kOk;
 }
 

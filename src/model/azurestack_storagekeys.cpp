@@ -109,8 +109,15 @@ Status azurestack_storagekeys::addSubToMap(const std::string& id) {
     log.error("can't find key %s in subscription id %s ", key.data(), id.c_str());
     return kInvalidArgument;
   }
-  subscriptions_.push_back(id.substr(found + key.size()));
-  log.detail("subscription %s added to subscription list", subscriptions_.back().c_str());
+  const std::string subscription = id.substr(found + key.size());
+  if (!IsPathSegment(subscription)) {
+    log.error("there is no subscription in subscription id %s ", id.c_str());
+    return kInvalidArgument;
+  }
+  if (!check_subid_present(subscription)) {
+    subscriptions_.push_back(subscription);
+    log.detail("subscription %s added to subscription list", subscription.c_str());
+  }
   return kOk;
 }
 
@@ -312,7 +319,7 @@ Status azurestack_storagekeys::ReadStorageKey(const std::string& account, std::s
               static_cast<int>(status), StatusText(status).c_str(), account.c_str());
     return status;
   }
-  RememberSecret(key);
+  RememberSecret(SecretKind::kStorageKey, key);
   return kOk;
 }
 
@@ -339,7 +346,7 @@ Status azurestack_storagekeys::FetchStorageKeyFromAzure(const std::string& accou
     log.error("Failed to fetch storage access key. Parsing failed. rc :%d.", static_cast<int>(status));
     return status;
   }
-  RememberSecret(key);
+  RememberSecret(SecretKind::kStorageKey, key);
   log.flow("Parsed storage account key : %s ", kSecretMask.data());
   return kOk;
 }
@@ -356,7 +363,7 @@ Status azurestack_storagekeys::ParseStorageAccountKey(std::string& key) {
   for (std::size_t i = 0; i < json_array_size(keys) && key.empty(); ++i) {
     key = JsonStringOrEmpty(json_array_get(keys, i), "value");
   }
-  LogOtherMembers(log, root.get(), "keys");
+  // Other members are not logged: whatever stands in such an answer may be a key.
   return key.empty() ? kParameterNotFound : kOk;
 }
 

@@ -8,7 +8,7 @@ Status azurestack_delete_snapshots(aapi_pgn_server_handle_s& /*server*/, const s
                                    const std::string& snapshot_name) {
   FunctionLog(__func__).error("Snapshots cannot be deleted yet; any of '%s' stay in %s", snapshot_name.c_str(),
                               selections.c_str());
-  return kOk;
+  return kOperationFailed;
 }
 
 }  // namespace azurestackpi

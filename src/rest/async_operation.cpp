@@ -37,7 +37,7 @@ int RetryAfterSeconds(const std::string& header) {
 struct AzureStackPi_HttpClient::Operation {
   HttpTransfer transfer;
   std::vector<std::string> headers;  // the request's own
-  int retry_after;                   // seconds between polls
+  int retry_after = kNoRetryAfter;   // seconds between polls
   int overloaded_polls = 0;          // in a row
   bool renewed = false;              // the last poll was repeated with a new token
 };
@@ -84,18 +84,19 @@ Status AzureStackPi_HttpClient::AsyncHttpRequestHandling(const HttpRequest& requ
   if (address.empty()) {
     return kOk;
   }
-  log.flow("Got %s tag in response header with value %s", kOperationTag, address.c_str());
-  Operation operation{{}, request.headers, RetryAfterSeconds(response.header)};
+  Operation operation{{}, request.headers};
   if (!operation.transfer.valid()) {
     return kOutOfMemory;
   }
   if (verbose_) {
     operation.transfer.EnableTrace();
   }
-  operation.transfer.ApplyTls();
-  operation.transfer.ApplyProxy(request.is_internet_call ? "Internet" : "Intranet");
+  operation.transfer.ApplyTls(request.is_internet_call);
+  operation.transfer.ApplyProxy(request.is_internet_call);
   operation.transfer.Collect(async_response_);
   operation.transfer.SetUrl(address);
+  log.flow("Got %s tag in response header with value %s", kOperationTag, address.c_str());
+  operation.retry_after = RetryAfterSeconds(response.header);
   std::string status_text;
   const Status polled = PollUntilDone(operation, status_text);
   const Status status = polled == kOk ? MapAsyncStatus(status_text) : polled;

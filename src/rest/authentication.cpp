@@ -80,22 +80,19 @@ AzureStackPi_Authentication* AzureStackPi_Authentication::getInstance() {
     return nullptr;
   }
   if (!*instance) {
-    *instance = std::make_unique<AzureStackPi_Authentication>(rest);
+    *instance = std::make_unique<AzureStackPi_Authentication>();
   }
   // The server may be another than the one it was made for.
-  (*instance)->client_.SetRestServer(rest);
+  (*instance)->rest_ = rest;
   return instance->get();
 }
-
-AzureStackPi_Authentication::AzureStackPi_Authentication(const azs_rest_server_s& rest)
-    : client_(rest, nullptr, IsVerbose()) {}
 
 std::string AzureStackPi_Authentication::GetAuthToken(Status& status, bool force_renew) {
   const FunctionLog log(__func__);
   const auto header_line = [this] { return "Authorization: Bearer " + token_.value; };
   const Grant grant = ReadGrant();
   std::string url;
-  status = CreateUrl(client_.RestServer().login_endpoint, grant.path, url);
+  status = CreateUrl(AzureStackPi_HttpClient(rest_, nullptr, false), grant.path, url);
   if (status != kOk) {
     log.error("CreateUrl failed with error code: %d", static_cast<int>(status));
     return {};
@@ -107,6 +104,7 @@ std::string AzureStackPi_Authentication::GetAuthToken(Status& status, bool force
     return header_line();
   }
   log.flow("Renewing auth token");
+  log.detail("Calling %s access token mechanism", grant.adfs ? "ADFS" : "AAD");
   token_ = Token();
   status = RequestToken(grant, url, token_);
   if (token_.value.empty()) {
@@ -115,25 +113,21 @@ std::string AzureStackPi_Authentication::GetAuthToken(Status& status, bool force
     return {};
   }
   token_.identity = identity;
-  RememberSecret(token_.value);
+  RememberSecret(SecretKind::kToken, token_.value);
   return header_line();
 }
 
 AzureStackPi_Authentication::Grant AzureStackPi_Authentication::ReadGrant() {
-  const FunctionLog log("GetAuthToken");
   AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
   Grant grant;
-  const bool adfs = Credential("IdentityProvider") == "ADFS";
+  grant.adfs = Credential("IdentityProvider") == "ADFS";
   const std::string common = "&resource=" + EncodeFormValue(Credential("AuthResource")) +
                              "&client_id=" + EncodeFormValue(Credential("ClientId"));
-  grant.is_internet_call = !adfs;
-  if (adfs) {
-    log.detail("Calling ADFS access token mechanism");
+  if (grant.adfs) {
     grant.path = "adfs/oauth2/token";
     grant.body = "grant_type=password" + common + "&username=" + EncodeFormValue(config.GetUserName()) +
                  "&password=" + EncodeFormValue(config.GetPassword());
   } else {
-    log.detail("Calling AAD access token mechanism");
     grant.body =
         "grant_type=client_credentials" + common + "&client_secret=" + EncodeFormValue(Credential("ClientSecret"));
     grant.path = Credential("TenantId") + "/oauth2/token";
@@ -141,10 +135,10 @@ AzureStackPi_Authentication::Grant AzureStackPi_Authentication::ReadGrant() {
   return grant;
 }
 
-Status AzureStackPi_Authentication::CreateUrl(const std::string& host, const std::string& path,
-                                              std::string& url) const {
+Status AzureStackPi_Authentication::CreateUrl(const AzureStackPi_HttpClient& client, const std::string& path,
+                                              std::string& url) {
   const FunctionLog log(__func__);
-  const Status status = client_.CreateQueryURL(host.c_str(), &url, path.c_str());
+  const Status status = client.CreateQueryURL(client.RestServer().login_endpoint.c_str(), &url, path.c_str());
   if (status != kOk) {
     log.error("Query Url formation failed rc: %d", static_cast<int>(status));
   }
@@ -152,18 +146,19 @@ Status AzureStackPi_Authentication::CreateUrl(const std::string& host, const std
   return status;
 }
 
-Status AzureStackPi_Authentication::RequestToken(const Grant& grant, const std::string& url, Token& token) {
+Status AzureStackPi_Authentication::RequestToken(const Grant& grant, const std::string& url, Token& token) const {
   HttpRequest request;
   request.url = url;
   request.method = kPost;
   request.headers = {"charset=utf-8", "Version: 4", "Content-Type: application/x-www-form-urlencoded",
                      "Accept: application/json"};
   request.body = &grant.body;
-  request.is_internet_call = grant.is_internet_call;
+  request.is_internet_call = !grant.adfs;
   request.block_type = kLongRequest;
   request.skip_token = true;
   _Response response;
-  const Status status = client_.SendHttpRequest(request, response);
+  AzureStackPi_HttpClient client(rest_, nullptr, IsVerbose());
+  const Status status = client.SendHttpRequest(request, response);
   return status == kOk ? ParseAuthResponse(response.header, response.body, token) : status;
 }
 

@@ -16,8 +16,6 @@ class AzureStackPi_Authentication final : public TokenSource {
   /// Created on first use from the server registered with the configuration; null when that has no usable name.
   static AzureStackPi_Authentication* getInstance();
 
-  explicit AzureStackPi_Authentication(const azs_rest_server_s& rest);
-
   /// The cached token is used again only for the same login address, resource, client, user and secret, and while it
   /// has more than 300 seconds to live.
   std::string GetAuthToken(Status& status, bool force_renew) override;
@@ -34,16 +32,16 @@ class AzureStackPi_Authentication final : public TokenSource {
 
  private:
   struct Grant {
-    bool is_internet_call;  // which proxy settings hold
-    std::string path;       // of the token address
-    std::string body;       // the form
+    bool adfs;         // a password grant at the region's own authority, else a client-credentials grant
+    std::string path;  // of the token address
+    std::string body;  // the form
   };
 
   static Grant ReadGrant();
-  Status RequestToken(const Grant& grant, const std::string& url, Token& token);
-  Status CreateUrl(const std::string& host, const std::string& path, std::string& url) const;
+  Status RequestToken(const Grant& grant, const std::string& url, Token& token) const;
+  static Status CreateUrl(const AzureStackPi_HttpClient& client, const std::string& path, std::string& url);
 
-  AzureStackPi_HttpClient client_;
+  azs_rest_server_s rest_;  // of the open server
   Token token_;
 };
 

@@ -21,8 +21,6 @@ constexpr int kDefaultKeepAliveInterval = 10;
 constexpr int kLongestKeepAliveInterval = 3600;
 constexpr const char* kSend = "SendHttpRequest";
 
-const char* ProxyPrefix(const HttpRequest& request) { return request.is_internet_call ? "Internet" : "Intranet"; }
-
 int KeepAliveInterval() {
   std::string value;
   if (AzureStackPi_Config::getInstance().GetConfVal("ASYNC_KEEP_ALIVE_INTERVAL", value) != kOk) {
@@ -97,8 +95,8 @@ Status AzureStackPi_HttpClient::PrepareTransfer(HttpTransfer& transfer, const Ht
   if (verbose_) {
     transfer.EnableTrace();
   }
-  transfer.ApplyTls();
-  transfer.ApplyProxy(ProxyPrefix(request));
+  transfer.ApplyTls(request.is_internet_call);
+  transfer.ApplyProxy(request.is_internet_call);
   transfer.Collect(response);
   transfer.SetUrl(request.url);
   if (request.body != nullptr) {
@@ -134,8 +132,7 @@ std::vector<std::string> AzureStackPi_HttpClient::HeaderLines(const HttpRequest&
 Status AzureStackPi_HttpClient::RunAttempts(HttpTransfer& transfer, const HttpRequest& request, _Response& response) {
   const FunctionLog log(kSend);
   for (int attempt = 1;; ++attempt) {
-    log.detail("Making the http request attempt %d ", attempt);
-    Status status = Attempt(transfer, request, response);
+    Status status = Attempt(transfer, request, response, attempt);
     bool renewed = false;
     if (status == kOk && !request.skip_token) {
       status = AfterAnswer(request, response, renewed);
@@ -146,7 +143,8 @@ Status AzureStackPi_HttpClient::RunAttempts(HttpTransfer& transfer, const HttpRe
   }
 }
 
-Status AzureStackPi_HttpClient::Attempt(HttpTransfer& transfer, const HttpRequest& request, _Response& response) {
+Status AzureStackPi_HttpClient::Attempt(HttpTransfer& transfer, const HttpRequest& request, _Response& response,
+                                        int attempt) {
   const FunctionLog log(kSend);
   ResetResponse(response);
   http_status_ = 0;
@@ -157,6 +155,7 @@ Status AzureStackPi_HttpClient::Attempt(HttpTransfer& transfer, const HttpReques
       return stop;
     }
   }
+  log.detail("Making the http request attempt %d ", attempt);
   const Status status = transfer.Perform(HeaderLines(request));
   http_status_ = transfer.HttpStatus();
   if (status == kOk) {
@@ -210,7 +209,8 @@ AzureStackPi_HttpClient::Next AzureStackPi_HttpClient::DecideRepeat(const HttpRe
 Status AzureStackPi_HttpClient::CreateQueryURL(const char* host, std::string* url, const char* path,
                                                std::string* login_url) const {
   const FunctionLog log(__func__);
-  if (host == nullptr || url == nullptr || path == nullptr) {
+  // Without a host the path's first piece would be taken for one, and be sent the token.
+  if (host == nullptr || *host == '\0' || url == nullptr || path == nullptr) {
     log.error("Invalid arguments. AAPI_Errno = %d", static_cast<int>(kInvalidArgument));
     return kInvalidArgument;
   }

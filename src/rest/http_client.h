@@ -28,11 +28,10 @@ class AzureStackPi_HttpClient {
 
   /// "https://" HOST "/" PATH, with exactly one "/" between; blanks, control and non-ASCII bytes of the path are
   /// percent-encoded. host may carry ":port". login_url, when asked for, is the login authority's address. Returns 0,
-  /// or 6601 for a null argument.
+  /// or 6601 for a null argument or an empty host.
   Status CreateQueryURL(const char* host, std::string* url, const char* path, std::string* login_url = nullptr) const;
 
   const azs_rest_server_s& RestServer() const { return rest_; }
-  void SetRestServer(azs_rest_server_s rest) { rest_ = std::move(rest); }
 
   /// Frees what an answer holds.
   static void ResetResponse(_Response& response);
@@ -47,7 +46,7 @@ class AzureStackPi_HttpClient {
   Status EnsureToken();
   Status PrepareTransfer(HttpTransfer& transfer, const HttpRequest& request, _Response& response);
   Status RunAttempts(HttpTransfer& transfer, const HttpRequest& request, _Response& response);
-  Status Attempt(HttpTransfer& transfer, const HttpRequest& request, _Response& response);
+  Status Attempt(HttpTransfer& transfer, const HttpRequest& request, _Response& response, int attempt);
   Status AfterAnswer(const HttpRequest& request, _Response& response, bool& renewed);
   Next DecideRepeat(const HttpRequest& request, int attempt, bool renewed, Status& status, _Response& response);
   std::vector<std::string> HeaderLines(const HttpRequest& request) const;

@@ -1,8 +1,6 @@
 #include "src/rest/http_trace.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
 #include <new>
 #include <string_view>
 
@@ -11,25 +9,6 @@
 
 namespace azurestackpi {
 namespace {
-
-const char* KindText(curl_infotype kind) {
-  switch (kind) {
-    case CURLINFO_HEADER_OUT:
-      return "=> Send header";
-    case CURLINFO_DATA_OUT:
-      return "=> Send data";
-    case CURLINFO_SSL_DATA_OUT:
-      return "=> Send SSL data";
-    case CURLINFO_HEADER_IN:
-      return "<= Recv header";
-    case CURLINFO_DATA_IN:
-      return "<= Recv data";
-    case CURLINFO_SSL_DATA_IN:
-      return "<= Recv SSL data";
-    default:
-      return "=> Info";
-  }
-}
 
 void MaskBetween(std::string& text, std::string_view begin_mark, std::string_view end_mark) {
   for (std::size_t found = text.find(begin_mark); found != std::string::npos; found = text.find(begin_mark, found)) {
@@ -40,18 +19,19 @@ void MaskBetween(std::string& text, std::string_view begin_mark, std::string_vie
   }
 }
 
-// The identity that a token request carries, on top of what every log line is searched for.
-void MaskSent(curl_infotype kind, std::string& text) {
-  if (kind == CURLINFO_DATA_OUT) {
-    for (const std::string_view field : {"client_id=", "client_secret=", "username=", "password="}) {
-      MaskBetween(text, field, "&");
-    }
-  } else if (kind == CURLINFO_HEADER_OUT && text.find("Content-Length:") != std::string::npos) {
-    MaskBetween(text, "Authorization:", "Content-Length:");
-  }
+void Append(std::string& held, const char* data, std::size_t size) {
+  held.append(data, std::min(size, kLongestLine - std::min(held.size(), kLongestLine)));
 }
 
-bool IsBinary(curl_infotype kind) { return kind == CURLINFO_SSL_DATA_OUT || kind == CURLINFO_SSL_DATA_IN; }
+// One line of a trace; what is held is empty afterwards.
+void Write(const char* kind, std::string& held) {
+  if (held.empty()) {
+    return;
+  }
+  std::replace(held.begin(), held.end(), '\0', '.');
+  FunctionLog("CurloptDebugCallback").detail(" %s : %s", kind, held.c_str());
+  held.clear();
+}
 
 }  // namespace
 
@@ -66,34 +46,51 @@ int HttpTrace::CurloptDebugCallback(CURL* /*handle*/, curl_infotype kind, char* 
 }
 
 void HttpTrace::Take(curl_infotype kind, const char* data, std::size_t size) {
-  if (kind != kind_ || kind == CURLINFO_TEXT) {
-    Flush();
+  const FunctionLog log("CurloptDebugCallback");
+  switch (kind) {
+    case CURLINFO_HEADER_OUT:
+      FlushReceived();
+      return Append(sent_.header, data, size);
+    case CURLINFO_DATA_OUT:
+      FlushReceived();
+      return Append(sent_.data, data, size);
+    case CURLINFO_HEADER_IN:
+      FlushSent();
+      return Append(received_.header, data, size);
+    case CURLINFO_DATA_IN:
+      FlushSent();
+      return Append(received_.data, data, size);
+    // The bytes of TLS itself tell nobody anything, and are secrets in part.
+    case CURLINFO_SSL_DATA_OUT:
+      return log.detail(" => Send SSL data : %zu bytes", size);
+    case CURLINFO_SSL_DATA_IN:
+      return log.detail(" <= Recv SSL data : %zu bytes", size);
+    default:
+      return log.detail("=> Info: %s", std::string(data, size).c_str());
   }
-  kind_ = kind;
-  const std::size_t room = kLongestLine - std::min(held_.size(), kLongestLine);
-  held_.append(data, std::min(size, room));
+}
+
+void HttpTrace::FlushSent() {
+  // The identity that a token request carries, on top of what every log line is searched for.
+  for (const std::string_view field : {"client_id=", "username="}) {
+    MaskBetween(sent_.data, field, "&");
+  }
+  Write("=> Send header", sent_.header);
+  Write("=> Send data", sent_.data);
+}
+
+void HttpTrace::FlushReceived() {
+  Write("<= Recv header", received_.header);
+  Write("<= Recv data", received_.data);
 }
 
 void HttpTrace::Flush() noexcept {
-  if (held_.empty()) {
-    return;
-  }
   try {
-    std::replace_if(
-        held_.begin(), held_.end(),
-        [this](char c) { return c == '\0' || (IsBinary(kind_) && std::isprint(static_cast<unsigned char>(c)) == 0); },
-        '.');
-    MaskSent(kind_, held_);
-    const FunctionLog log("CurloptDebugCallback");
-    if (kind_ == CURLINFO_TEXT) {
-      log.detail("=> Info: %s", held_.c_str());
-    } else {
-      log.detail(" %s : %s", KindText(kind_), held_.c_str());
-    }
+    FlushSent();
+    FlushReceived();
   } catch (const std::bad_alloc&) {
     // As above.
   }
-  held_.clear();
 }
 
 }  // namespace azurestackpi

@@ -8,8 +8,10 @@
 
 namespace azurestackpi {
 
-/// Collects the records of one transfer. Records of one kind that follow each other become one line, since a secret may
-/// begin in one and end in the next; what goes beyond the longest log line is dropped.
+/// Collects the records of one transfer. What is sent and what is received, headers and body each, is joined until the
+/// direction turns or the transfer ends, and becomes one line: a secret may begin in one record and end in the next.
+/// What goes beyond the longest log line is dropped. Curl's own remarks, and how many bytes of TLS went by, are told at
+/// once.
 class HttpTrace {
  public:
   HttpTrace() = default;
@@ -24,10 +26,17 @@ class HttpTrace {
   static int CurloptDebugCallback(CURL* handle, curl_infotype kind, char* data, std::size_t size, void* user) noexcept;
 
  private:
-  void Take(curl_infotype kind, const char* data, std::size_t size);
+  struct Held {
+    std::string header;
+    std::string data;
+  };
 
-  curl_infotype kind_ = CURLINFO_TEXT;
-  std::string held_;
+  void Take(curl_infotype kind, const char* data, std::size_t size);
+  void FlushSent();
+  void FlushReceived();
+
+  Held sent_;
+  Held received_;
 };
 
 }  // namespace azurestackpi

@@ -32,6 +32,21 @@ HeaderList MakeHeaderList(const std::vector<std::string>& lines) {
   return list;
 }
 
+// A proxy's address without the user and password that may stand in it; the password is remembered as a secret.
+std::string WithoutUserInfo(const std::string& url) {
+  const std::size_t at = url.rfind('@');
+  if (at == std::string::npos) {
+    return url;
+  }
+  const std::size_t scheme = url.find("://");
+  const std::size_t begin = scheme == std::string::npos || scheme > at ? 0 : scheme + 3;
+  const std::size_t colon = url.find(':', begin);
+  if (colon < at) {
+    RememberSecret(SecretKind::kCredential, url.substr(colon + 1, at - colon - 1));
+  }
+  return url.substr(0, begin) + url.substr(at + 1);
+}
+
 // A status line begins the header block anew, so that of several answers (100 Continue, a redirect) the last one stays.
 std::size_t HeaderCallback(char* data, std::size_t size, std::size_t count, void* buffer) {
   if (buffer != nullptr && size * count >= 5 && std::memcmp(data, "HTTP/", 5) == 0) {
@@ -97,7 +112,7 @@ void HttpTransfer::EnableTrace() {
   Set(CURLOPT_DEBUGDATA, static_cast<void*>(&trace_));
 }
 
-void HttpTransfer::ApplyTls() {
+void HttpTransfer::ApplyTls(bool is_internet_call) {
   const FunctionLog log("SendHttpRequest");
   const AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
   if (config.ValidatePeer()) {
@@ -105,6 +120,9 @@ void HttpTransfer::ApplyTls() {
     Set(CURLOPT_SSL_VERIFYHOST, 2L);
     Set(CURLOPT_SSL_VERIFYPEER, 1L);
     Set(CURLOPT_CAINFO, config.CaFile().c_str());
+    if (!is_internet_call) {
+      Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
     log.flow("Using CURLOPT_CAINFO as %s", config.CaFile().c_str());
   } else {
     log.flow("SSL Peer and Host Validations would be skipped");
@@ -113,16 +131,17 @@ void HttpTransfer::ApplyTls() {
   }
 }
 
-void HttpTransfer::ApplyProxy(const std::string& prefix) {
+void HttpTransfer::ApplyProxy(bool is_internet_call) {
   const FunctionLog log("SendHttpRequest");
   AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
+  const std::string prefix = is_internet_call ? "Internet" : "Intranet";
   log.detail("Checking for proxy settings ");
   std::string url;
   if (config.GetCredsVal(prefix + "ProxyUrl", url, true) != kOk || url.empty()) {
     return;
   }
   Set(CURLOPT_PROXY, url.c_str());
-  log.flow("Using the %s proxy : %s", prefix.c_str(), url.c_str());
+  log.flow("Using the %s proxy : %s", prefix.c_str(), WithoutUserInfo(url).c_str());
   std::string user;
   std::string password;
   if (config.GetCredsVal(prefix + "ProxyUsername", user, true) == kOk &&
@@ -176,7 +195,7 @@ void HttpTransfer::SetBody(const _buffer_s& body) {
 Status HttpTransfer::Perform(const std::vector<std::string>& headers) {
   const HeaderList list = MakeHeaderList(headers);
   Set(CURLOPT_HTTPHEADER, list.get());
-  const CURLcode result = CVGSS_curl_easy_perform(handle_.get());
+  const CURLcode result = first_failure_ == CURLE_OK ? CVGSS_curl_easy_perform(handle_.get()) : first_failure_;
   Set(CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
   trace_.Flush();
   if (result == CURLE_OK) {

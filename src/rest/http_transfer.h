@@ -30,9 +30,10 @@ class HttpTransfer {
   bool valid() const { return handle_ != nullptr; }
 
   void EnableTrace();
-  void ApplyTls();
-  /// prefix: "Internet" or "Intranet".
-  void ApplyProxy(const std::string& prefix);
+  /// The certificate file of the configuration is the only authority for calls to the Azure Stack; a call to the
+  /// internet may also end at a host that one of the system's authorities vouches for.
+  void ApplyTls(bool is_internet_call);
+  void ApplyProxy(bool is_internet_call);
   /// The answer's buffers are filled by every Perform from then on.
   void Collect(_Response& response);
   void SetUrl(const std::string& url);
@@ -42,7 +43,8 @@ class HttpTransfer {
   /// body outlives the transfer.
   void SetBody(const _buffer_s& body);
 
-  /// Sends with these header lines and logs a failure. Returns 0, or the status of a curl failure.
+  /// Sends with these header lines and logs a failure. Returns 0, or the status of a curl failure, of an option that
+  /// could not be set before included: a request is not sent without its proxy or its authority.
   Status Perform(const std::vector<std::string>& headers);
 
   /// HTTP status of the last Perform; 0 when there was no answer.
@@ -55,12 +57,14 @@ class HttpTransfer {
 
   template <typename Value>
   void Set(CURLoption option, Value value) {
-    CVGSS_curl_easy_setopt(handle_.get(), option, value);
+    const CURLcode result = CVGSS_curl_easy_setopt(handle_.get(), option, value);
+    first_failure_ = first_failure_ == CURLE_OK ? result : first_failure_;
   }
 
   HttpTrace trace_;  // outlives the handle, which may still report while it closes
   std::unique_ptr<CURL, HandleDeleter> handle_;
   std::string url_;
+  CURLcode first_failure_ = CURLE_OK;  // of setting an option
 };
 
 }  // namespace azurestackpi
