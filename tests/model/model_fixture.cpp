@@ -43,18 +43,18 @@ std::string Describe(const azurestackpi::vm_details_t& vm) {
 }
 
 CapturedOutput::CapturedOutput() : file_(std::tmpfile()), saved_(dup(STDOUT_FILENO)) {
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   dup2(fileno(file_.get()), STDOUT_FILENO);
 }
 
 CapturedOutput::~CapturedOutput() {
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   dup2(saved_, STDOUT_FILENO);
   close(saved_);
 }
 
 std::string CapturedOutput::Text() const {
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   std::rewind(file_.get());
   std::string text;
   for (int c = std::fgetc(file_.get()); c != EOF; c = std::fgetc(file_.get())) {

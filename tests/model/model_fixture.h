@@ -28,7 +28,7 @@ class CapturedOutput {
 
  private:
   struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
   std::unique_ptr<std::FILE, FileCloser> file_;
   int saved_;

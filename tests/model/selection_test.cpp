@@ -188,7 +188,7 @@ TEST_F(SelectionTest, RealListsOfGroups) {
   Serve("/virtualMachines\\?", R"({"value":[]})");
   for (const char* file : {"resource-groups-list.json", "resource-groups-page-with-nextlink.json"}) {
     ServeOnce("/resourcegroups/\\?", ReadData(file));
-    EXPECT_NE(Build(Env("")).find(";"), std::string::npos) << file;
+    EXPECT_NE(Build(Env("")).find(';'), std::string::npos) << file;
     EXPECT_EQ(status, kOk);
   }
   EXPECT_EQ(Targets("/virtualMachines?").size(), 7U) << "five groups and two";
