@@ -63,6 +63,10 @@ Status AzureStackPi_Config::ReadConf() {
           log.error("Line %zu of %s is longer than %zu bytes; the rest is dropped", line.number, path,
                     kLongestSettingLine);
         }
+        if (line.key.size() > kLongestSetting || line.value.size() > kLongestSetting) {
+          log.error("The key or value in line %zu of %s is longer than %zu bytes and is cut", line.number, path,
+                    kLongestSetting);
+        }
         const std::string key = line.key.substr(0, kLongestSetting);
         const std::string value = line.value.substr(0, kLongestSetting);
         const bool secret = NamesSecret(key);

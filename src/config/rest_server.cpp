@@ -35,7 +35,7 @@ Status parseAzureEndpoint(const std::string& name, std::string& region, std::str
 Status InitRestServerHandle(const aapi_pgn_server_handle_s* server, azs_rest_server_s& rest) {
   const FunctionLog log(__func__);
   if (server == nullptr || server->server_name.empty() || server->server_name.size() > kLongestEndpoint) {
-    log.error("The server name is empty or longer than %zu bytes. AAPI_Errno = %d", kLongestEndpoint,
+    log.error("The server name is missing or longer than %zu bytes. AAPI_Errno = %d", kLongestEndpoint,
               static_cast<int>(kInvalidArgument));
     return kInvalidArgument;
   }

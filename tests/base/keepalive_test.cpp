@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <stdexcept>
 
 #include "src/base/logging.h"
@@ -69,6 +70,11 @@ class KeepAlive : public testing::Test {
     return send_keepalive_callback("test");
   }
 
+  void LoseReader() {
+    close(pipe_[0]);
+    pipe_[0] = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  }
+
   // What was written since the last call.
   std::string Written() const {
     std::array<char, 64> bytes;
@@ -111,6 +117,15 @@ TEST_F(KeepAlive, AFailedOneIsTriedAgainAtTheNextCall) {
   clock.advance(1);
   EXPECT_EQ(Send(), 0u);
   EXPECT_EQ(Written(), "\n");
+}
+
+// A host that reads the plug-in's standard error through a pipe may be gone; that must not end this process.
+TEST_F(KeepAlive, APipeWithoutAReaderIsAFailureAndNoSignal) {
+  LoseReader();
+  EXPECT_EQ(Send(), 6619u);
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
 }  // namespace

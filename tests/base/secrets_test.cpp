@@ -11,6 +11,7 @@ namespace {
 
 using azurestackpi::MaskSecrets;
 using azurestackpi::RememberSecret;
+using azurestackpi::SecretKind;
 
 std::string Masked(const std::string& text, bool cut = false) { return MaskSecrets(text, cut).value_or(text); }
 
@@ -109,9 +110,9 @@ TEST_F(Secrets, InnocentTextsStay) {
 }
 
 TEST_F(Secrets, RememberedOnesAreFoundAnywhere) {
-  RememberSecret("p&ss w+rd");
-  RememberSecret("abc");
-  RememberSecret("");
+  RememberSecret(SecretKind::kCredential, "p&ss w+rd");
+  RememberSecret(SecretKind::kCredential, "abc");
+  RememberSecret(SecretKind::kCredential, "");
   ExpectMasked({
       {"<p&ss w+rd>p&ss w+rd", "<******>******"},
       {"x=p%26ss%20w%2Brd&y", "x=******&y"},
@@ -121,23 +122,51 @@ TEST_F(Secrets, RememberedOnesAreFoundAnywhere) {
   });
 }
 
+// The forms in which servers echo what they were sent, and the marks of secrets that nobody remembered.
+TEST_F(Secrets, AreFoundInEveryFormThatAMessageGivesThem) {
+  RememberSecret(SecretKind::kCredential, "s3/cr\"et+one");
+  ExpectMasked({
+      {R"({"got":"s3\/cr\"et+one"})", R"({"got":"******"})"},
+      {R"({"got":"s3/cr\"et+one"})", R"({"got":"******"})"},
+      {"got s3%2Fcr%22et%2Bone", "got ******"},
+      {R"({"Authorization":"Bearer abc"})", R"({"Authorization":"******"})"},
+      {R"("{\"access_token\":\"a.b\",\"x\":1}")", R"("{\"access_token\":\"******\",\"x\":1}")"},
+      {"u=https%3A%2F%2Fh%3Fsig%3Dabc%26x", "u=https%3A%2F%2Fh%3Fsig%3D******"},
+      {R"({"sig":"abc"})", R"({"sig":"******"})"},
+      {R"({"keys":{"key1":"abc"}})", R"({"keys":{"key1":"******"}})"},
+      {"AccountKey = abc; primaryKey = def==", "AccountKey = ******; primaryKey = ******"},
+      {"Set-Cookie: MSISAuth=abc; path=/\r\nDate: x", "Set-Cookie: ******\r\nDate: x"},
+  });
+}
+
+TEST_F(Secrets, OfAClosedServerMakePlaceAndTokensDoNotPushThemOut) {
+  RememberSecret(SecretKind::kCredential, "the password");
+  for (int i = 0; i < 100; ++i) {
+    RememberSecret(SecretKind::kToken, "token-" + std::to_string(1000 + i));
+    RememberSecret(SecretKind::kStorageKey, "key-" + std::to_string(1000 + i));
+  }
+  EXPECT_EQ(Masked("the password token-1099 key-1099"), "****** ****** ******");
+  azurestackpi::ForgetCredentials();
+  EXPECT_EQ(Masked("the password token-1099"), "the password ******");
+}
+
 TEST_F(Secrets, OverlappingOnesLeaveNothing) {
-  RememberSecret("abcabc");
-  RememberSecret("bcab");
-  RememberSecret("cabcabd");
+  RememberSecret(SecretKind::kCredential, "abcabc");
+  RememberSecret(SecretKind::kCredential, "bcab");
+  RememberSecret(SecretKind::kCredential, "cabcabd");
   EXPECT_EQ(Masked("<abcabcabd>"), "<******>");
   EXPECT_EQ(Masked("password=xabcabc;y").find("abc"), std::string::npos);
 }
 
 TEST_F(Secrets, ManyCanBeRememberedAndTheLatestCount) {
   for (int i = 0; i < 100; ++i) {
-    RememberSecret("secret-" + std::to_string(1000 + i));
+    RememberSecret(SecretKind::kCredential, "secret-" + std::to_string(1000 + i));
   }
   EXPECT_EQ(Masked("secret-1099 secret-1098"), "****** ******");
 }
 
 TEST_F(Secrets, OfWhichALinesEndHoldsTheBeginning) {
-  RememberSecret("topsecret");
+  RememberSecret(SecretKind::kCredential, "topsecret");
   EXPECT_EQ(Masked("the word is tops", true), "the word is ******");
   EXPECT_EQ(Masked("the word is tops"), "the word is tops");
   EXPECT_EQ(Masked("the word is topsx", true), "the word is topsx");
@@ -149,7 +178,7 @@ TEST_F(Secrets, OfWhichALinesEndHoldsTheBeginning) {
 TEST_F(Secrets, NoPieceOfOneStandsAtTheEndOfACutLine) {
   test_support::LogTranscript log;
   const std::string secret = "QZ7#topsecret#QZ7";
-  RememberSecret(secret);
+  RememberSecret(SecretKind::kCredential, secret);
   for (std::size_t shift = 0; shift <= secret.size() + 2; ++shift) {
     log.clear();
     const std::string text = std::string(azurestackpi::kLongestLine - 4 - shift, '.') + secret + "tail";

@@ -124,6 +124,19 @@ TEST_F(ProxyTest, IsUsedWithItsCredentialsByTheKindOfTheCall) {
   }
 }
 
+TEST_F(ProxyTest, ThePasswordInItsAddressIsNotLogged) {
+  const std::string host = proxy.address().substr(7);
+  for (const std::string& address : {"http://proxyuser:proxyPassword7@" + host, "proxyuser:proxyPassword7@" + host,
+                                     "http://proxyuser:pro'xyPassword7@" + host, "http://u:pro/xyPassword7@" + host}) {
+    ServerSetup setup = ByAddress();
+    setup.credentials["InternetProxyUrl"] = address;
+    ASSERT_EQ(Open(setup), kOk);
+    static_cast<void>(Send(Request()));
+    EXPECT_TRUE(log.contains(3, "Using the Internet proxy : "));
+    EXPECT_EQ(log.text().find("xyPassword7"), std::string::npos) << address;
+  }
+}
+
 TEST_F(ProxyTest, ThatRefusesTheCredentialsEndsTheRequest) {
   ServerSetup setup = ByAddress();
   setup.credentials["InternetProxyUrl"] = proxy.address();

@@ -159,11 +159,15 @@ TEST_F(RequestTest, NeverLeavesTls) {
 std::uint32_t AskToStop(const char* /*caller*/) { return 77; }
 
 TEST_F(RequestTest, TheKeepAliveStopsARequestBeforeItIsSent) {
+  ASSERT_EQ(Send(Request()), kOk);
+  simulator.clear_requests();
+  log.clear();
   azurestackpi::HttpRequest request = Request();
   request.keepalive = AskToStop;
   EXPECT_EQ(Send(request), 77U);
   EXPECT_TRUE(ManagementRequests().empty());
   EXPECT_TRUE(log.contains(4, "Breaking out of launch cmd core   rc: 77"));
+  EXPECT_FALSE(log.contains(1, "Making the http request attempt"));
 }
 
 TEST_F(RequestTest, ASeriesOfCallsPaysOneHandshakeForEachHost) {
@@ -228,6 +232,7 @@ TEST_F(RequestTest, BuildsAddressesWithOneSlashAndNoRawBytes) {
   }
   std::string url;
   EXPECT_EQ(client.CreateQueryURL(nullptr, &url, "x"), kInvalidArgument);
+  EXPECT_EQ(client.CreateQueryURL("", &url, "x"), kInvalidArgument);
   EXPECT_EQ(client.CreateQueryURL("host", nullptr, "x"), kInvalidArgument);
   EXPECT_EQ(client.CreateQueryURL("host", &url, nullptr), kInvalidArgument);
 }

@@ -69,11 +69,28 @@ TEST_F(SubscriptionsTest, OneStrangeEntryDoesNotHideTheOthers) {
 }
 
 TEST_F(SubscriptionsTest, AServerNameThatNoHostCanHaveIsRefused) {
+  for (const std::string& name : {std::string(), "management." + std::string(120, 'r') + ".azurestack.localhost"}) {
+    ServerSetup setup = AadSetup();
+    setup.server_name = "azurestack:" + name;
+    EXPECT_EQ(Open(setup), name.empty() ? 6601U : kOk);
+    EXPECT_EQ(Query(), 6601U);
+    EXPECT_TRUE(simulator.requests().empty());
+  }
+}
+
+TEST_F(SubscriptionsTest, ASecondOpenServerIsAskedItself) {
+  ASSERT_EQ(Query(), kOk);
+  const sim::Simulator other;
+  aapi_server_t* const first = server;
+  server = nullptr;
   ServerSetup setup = AadSetup();
-  setup.server_name = "azurestack:management." + std::string(120, 'r') + ".azurestack.localhost";
-  EXPECT_EQ(Open(setup), kOk);
-  EXPECT_EQ(Query(), 6601U);
-  EXPECT_TRUE(simulator.requests().empty());
+  setup.server_name = "azurestack:" + other.management_host();
+  setup.config["CA_FILE_PATH"] = other.ca_file().string();
+  setup.config["AAD_LOGIN_ENDPOINT"] = other.aad_host();
+  ASSERT_EQ(Open(setup), kOk);
+  EXPECT_EQ(Query(), kOk);
+  EXPECT_EQ(other.requests().size(), 2U);
+  table->close_server(first);
 }
 
 }  // namespace

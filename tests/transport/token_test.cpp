@@ -201,5 +201,69 @@ TEST_F(TokenTest, NoSecretEverReachesTheLogEvenWhenTraced) {
   }
 }
 
+// An answer of more than one TLS record reaches a trace in pieces, here with the border inside the token.
+TEST_F(TokenTest, NoPieceOfATokenThatSpansRecordsIsTraced) {
+  ServerSetup setup = AadSetup();
+  setup.config["CURL_VERBOSE"] = "true";
+  ASSERT_EQ(Open(setup), kOk);
+  std::string token;
+  while (token.size() < 3000) {
+    token += "TOKENPIECE" + std::to_string(token.size()) + ".";
+  }
+  AnswerToken("{\"padding\":\"" + std::string(15000, 'p') + "\",\"access_token\":\"" + token +
+              "\",\"expires_in\":3600}");
+  Answer("^/subscriptions", 200, {}, "{}");
+  ASSERT_EQ(Send(Request()), kOk);
+  EXPECT_EQ(sim::find_header(ManagementRequests().at(0).headers, "Authorization"), "Bearer " + token);
+  ASSERT_NE(log.text().find("ppppp"), std::string::npos) << "the answer is traced";
+  EXPECT_EQ(log.text().find("TOKENPIECE"), std::string::npos);
+}
+
+TEST_F(TokenTest, TracingFollowsTheOpenServersSetting) {
+  const auto traced_login = [&](const char* verbose) {
+    ServerSetup setup = AdfsSetup();
+    setup.config["CURL_VERBOSE"] = verbose;
+    EXPECT_EQ(Open(setup), kOk);
+    simulator.revoke_tokens();
+    log.clear();
+    EXPECT_EQ(Send(Request()), kOk);
+    return log.contains(1, "=> Send data : grant_type=password");
+  };
+  EXPECT_FALSE(traced_login("false"));
+  EXPECT_TRUE(traced_login("true"));
+  EXPECT_FALSE(traced_login("false"));
+}
+
+TEST_F(TokenTest, TheLogTellsReuseAndRenewalApart) {
+  ASSERT_EQ(Send(Request()), kOk);
+  EXPECT_TRUE(log.contains(1, "Calling AAD access token mechanism"));
+  log.clear();
+  ASSERT_EQ(Send(Request()), kOk);
+  EXPECT_TRUE(log.contains(3, "Reusing auth token"));
+  EXPECT_FALSE(log.contains(1, "Calling AAD"));
+}
+
+// A secret stays one however many others came after it.
+TEST_F(TokenTest, APasswordEchoedLateIsStillMasked) {
+  ASSERT_EQ(Open(AdfsSetup()), kOk);
+  for (int i = 0; i < 40; ++i) {
+    simulator.revoke_tokens();
+    ASSERT_EQ(Send(Request()), kOk);
+  }
+  Answer("^/subscriptions", 403, {}, "you said " + adfs_password + " and demo%20%26%20password%20100%25");
+  ASSERT_EQ(Send(Request()), kOk);
+  EXPECT_TRUE(log.contains(4, "you said ****** and ******"));
+}
+
+// Without a host the path's first piece would become one, and be sent the secret.
+TEST_F(TokenTest, AnEmptyLoginHostMeansThePublicOne) {
+  ServerSetup setup = AadSetup();
+  setup.config["AAD_LOGIN_ENDPOINT"] = "";
+  ASSERT_EQ(Open(setup), kOk);
+  azurestackpi::azs_rest_server_s rest;
+  EXPECT_EQ(azurestackpi::InitRestServerHandle(server, rest), kOk);
+  EXPECT_EQ(rest.login_endpoint, "login.microsoftonline.com");
+}
+
 }  // namespace
 }  // namespace transport_test
