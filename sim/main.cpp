@@ -42,7 +42,7 @@ void describe(CLI::App& app, Arguments& arguments) {
       ->type_name("SUBSCRIPTIONS,GROUPS,MACHINES,DISKS")
       ->delimiter(',')
       ->expected(4)
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0, 1'000'000))
       ->excludes(world);
   app.add_option("--tls-dir", arguments.tls_dir,
                  "directory that keeps the certificate authority over restarts; default: a new one for this run");

@@ -57,8 +57,12 @@ class WorldReader {
   }
 
   void read_subscription(ObjectReader& reader) {
+    const std::string id = reader.text("id");
+    for (const Subscription& known : world_.subscriptions) {
+      if (equal_ignoring_case(known.id, id)) reader.fail("id", "'" + id + "' is taken");
+    }
     Subscription& subscription = world_.subscriptions.emplace_back();
-    subscription.id = reader.text("id");
+    subscription.id = id;
     subscription.display_name = reader.text("displayName");
     subscription.tenant_id = reader.text("tenantId", world_.tenant_id);
     reader.each("resourceGroups", [&](ObjectReader& group) { read_group(group, subscription); });

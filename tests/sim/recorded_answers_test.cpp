@@ -162,6 +162,16 @@ TEST_F(RecordedAnswersTest, TellHowAnAzureStackSpellsIds) {
   EXPECT_EQ(disk.at("properties").at("diskState"), "Attached");
 }
 
+TEST_F(RecordedAnswersTest, OnlyInterfacesOfMachinesOnAHostHaveAMacAddress) {
+  const auto has_mac = [this](const std::string& nic) {
+    return get("/subscriptions/00000000-0000-0000-0000-000000000000/resourceGroups/" + nic + "?api-version=2017-10-01")
+        .at("properties")
+        .contains("macAddress");
+  };
+  EXPECT_TRUE(has_mac("clitest.rg000001/providers/Microsoft.Network/networkInterfaces/vm-nameVMNic"));
+  EXPECT_FALSE(has_mac("cli_test_multi_nic_vm000001/providers/Microsoft.Network/networkInterfaces/nic2"));
+}
+
 TEST_F(RecordedAnswersTest, StorageKeysAreGivenInTheAccountsGroupOnly) {
   const std::string keys = "/providers/Microsoft.Storage/storageAccounts/CNVR393SA/listKeys?api-version=2017-10-01";
   const std::string stack = "/subscriptions/eb56bc19-3de4-4cb7-bae9-e628711f6133/resourceGroups/";

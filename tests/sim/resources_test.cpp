@@ -7,10 +7,8 @@
 namespace sim_test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 const std::string production = "/subscriptions/4caa8431-21b4-4e0b-bca0-1542a5f11e23";
 

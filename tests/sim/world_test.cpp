@@ -37,6 +37,8 @@ TEST(World, ErrorsNameTheMember) {
        "w.json: subscriptions[1].displayName: is missing"},
       {with(R"(,"subscriptions":[{"id":"1","displayName":"x","resourceGroups":[{"nam":"g"}]}])"),
        "w.json: subscriptions[0].resourceGroups[0].name: is missing"},
+      {with(R"(,"subscriptions":[{"id":"a","displayName":"x"},{"id":"A","displayName":"y"}])"),
+       "w.json: subscriptions[1].id: 'A' is taken"},
       {with(R"(,"subscription":[])"), "w.json: subscription: is not known"},
   };
   for (const auto& [json, message] : cases) EXPECT_EQ(error_of(json), message);
