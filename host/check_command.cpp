@@ -1,17 +1,13 @@
 #include "host/check_command.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <memory>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "host/check_findings.h"
 #include "host/console.h"
 #include "host/errors.h"
+#include "host/given_file.h"
 #include "host/log_file.h"
 #include "host/options.h"
 #include "host/plugin.h"
@@ -34,27 +30,25 @@ constexpr const char* step_subscriptions = "subscriptions";
 
 enum class Privacy { any, owner_only };
 
-// A file that the plug-in will read. It goes on without one that it cannot open, so this is where an operator hears of
-// it. Returns false when the file was given and cannot be opened.
+// A file that the plug-in will read. Returns false when it was given and cannot be opened.
 bool check_file(StepReport& report, const char* step, const std::string& path, Privacy privacy) {
   if (path.empty()) {
     report.add({step, StepState::warning, "no file given; the plug-in's defaults hold",
                 "Give --" + std::string(privacy == Privacy::any ? "config" : "credentials") + " FILE."});
     return true;
   }
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat facts {};
-  if (!file.valid() || ::fstat(file.get(), &facts) != 0 || S_ISDIR(facts.st_mode)) {
-    const std::string why = std::generic_category().message(file.valid() ? EISDIR : errno);
-    report.add({step, StepState::failed, path + " cannot be opened: " + why, "Check the path and its permissions."});
+  try {
+    const FileDescriptor file = open_given_file(path);
+    if (privacy == Privacy::owner_only && others_can_read(file)) {
+      report.add({step, StepState::warning, path + " can be read by group or others", "Run: chmod 600 " + path});
+    } else {
+      report.add({step, StepState::ok, path, ""});
+    }
+    return true;
+  } catch (const UsageError& error) {
+    report.add({step, StepState::failed, error.what(), "Check the path and its permissions."});
     return false;
   }
-  if (privacy == Privacy::owner_only && (facts.st_mode & (S_IRGRP | S_IROTH)) != 0) {
-    report.add({step, StepState::warning, path + " can be read by group or others", "Run: chmod 600 " + path});
-  } else {
-    report.add({step, StepState::ok, path, ""});
-  }
-  return true;
 }
 
 std::optional<Plugin> load_plugin(StepReport& report, const std::string& path) {

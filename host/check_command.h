@@ -2,16 +2,12 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <functional>
 
-#include "host/exit_codes.h"
+#include "host/action.h"
 
 namespace host {
 
-/// What the chosen command does once the command line is read.
-using Action = std::function<ExitCode()>;
-
-/// Registers the command; when the command line names it, action becomes its work. The action throws UsageError.
+/// Registers the command; when the command line names it, action becomes its work.
 void add_check_command(CLI::App& program, Action& action);
 
 }  // namespace host

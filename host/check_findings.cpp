@@ -132,8 +132,10 @@ std::string quote_error_body(const nlohmann::json& body) {
   return printable(code + (code.empty() || text.empty() ? "" : ": ") + text, longest_quote);
 }
 
-// "... Returning rc: N, response: BODY, HEADERS": what the server said, as " (CODE: TEXT)", or nothing.
-std::string quoted_answer(const Lines& lines) {
+}  // namespace
+
+// "... Returning rc: N, response: BODY, HEADERS"
+std::string quoted_answer(const std::vector<std::string>& lines) {
   const std::string* line = last_with(lines, answer_mark);
   if (line == nullptr) return {};
   std::istringstream text(line->substr(line->find(answer_mark) + answer_mark.size()));
@@ -147,8 +149,7 @@ std::string quoted_answer(const Lines& lines) {
   return quote.empty() ? quote : " (" + quote + ")";
 }
 
-// The names of the values that the plug-in did not find in the credentials store, as "A, B".
-std::string missing_values(const Lines& lines) {
+std::string missing_values(const std::vector<std::string>& lines) {
   std::string names;
   for (const std::string& line : lines) {
     const std::string name(between(line, missing_value_mark, ","));
@@ -157,6 +158,8 @@ std::string missing_values(const Lines& lines) {
   }
   return names;
 }
+
+namespace {
 
 Finding judge_login(const Lines& lines) {
   const std::string missing = missing_values(lines);

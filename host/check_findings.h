@@ -27,6 +27,12 @@ struct Finding {
 /// Manager's host, with its port if it has one, without the prefix.
 Finding judge_query(std::uint32_t status, const std::vector<std::string>& lines, std::string_view server);
 
+/// What the server said to the last request that failed, as " (CODE: TEXT)"; empty when it said nothing of this form.
+std::string quoted_answer(const std::vector<std::string>& lines);
+
+/// The values that the plug-in missed in the credentials store, as "A, B"; empty: none.
+std::string missing_values(const std::vector<std::string>& lines);
+
 /// True for the lines that judge_query and the two below need although they are no errors.
 bool is_evidence(std::string_view line);
 

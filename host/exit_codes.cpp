@@ -7,11 +7,12 @@ namespace host {
 
 namespace {
 
-constexpr std::array<std::pair<ExitCode, const char*>, 10> meanings{{
+constexpr std::array<std::pair<ExitCode, const char*>, 11> meanings{{
     {ExitCode::ok, "everything works, everything is done (there may be warnings)"},
     {ExitCode::failed, "failed; the output says why"},
     {ExitCode::usage, "an option, a file given with one, or the password source cannot be used"},
     {ExitCode::partial, "done in part: some machines succeeded and some did not"},
+    {ExitCode::nothing_found, "what is selected holds no machine, or none that the configuration's filter keeps"},
     {ExitCode::plugin, "the plug-in cannot be loaded"},
     {ExitCode::server_name, "the server name is refused"},
     {ExitCode::unreachable, "Azure Stack or its login host cannot be reached, or is overloaded"},

@@ -10,6 +10,7 @@ enum class ExitCode : int {
   failed = 1,
   usage = 2,
   partial = 3,
+  nothing_found = 4,
   plugin = 10,
   server_name = 11,
   unreachable = 12,

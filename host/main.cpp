@@ -3,7 +3,9 @@
 #include <exception>
 #include <iostream>
 
+#include "host/action.h"
 #include "host/check_command.h"
+#include "host/discover_command.h"
 #include "host/errors.h"
 #include "host/exit_codes.h"
 #include "host/file_descriptor.h"
@@ -24,6 +26,7 @@ ExitCode run(int argc, char** argv) {
   program.footer(host::exit_code_help());
   host::Action action;
   host::add_check_command(program, action);
+  host::add_discover_command(program, action);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -18,6 +18,8 @@ struct Entry {
 constexpr const char* look_at_log = "Look at the log file; run again with -v or -vv for more of it.";
 constexpr const char* name_form =
     "Give the Resource Manager's host name, such as management.REGION.DOMAIN: at least four labels in all.";
+constexpr const char* selection_form =
+    "Write a selection as /SUBSCRIPTION, /SUBSCRIPTION/GROUP or /SUBSCRIPTION/GROUP/MACHINE.";
 
 constexpr std::array entries{
     Entry{5, "an answer that is not JSON", "Check that the server is an Azure Stack and that no proxy answers for it."},
@@ -26,6 +28,7 @@ constexpr std::array entries{
     Entry{AAPI_E_INVALID_ARGUMENT, "an argument is invalid", look_at_log},
     Entry{AAPI_E_NO_MEMORY, "out of memory", "Free some memory and try again."},
     Entry{AAPI_E_INVALID_OBJECT, "the object is not one the plug-in serves", name_form},
+    Entry{6610, "a selection names no subscription", selection_form},
     Entry{6612, "the server is busy", "Try again later."},
     Entry{AAPI_E_OPERATION_FAILED, "the operation failed", look_at_log},
     Entry{6619, "the network failed", "Check the network and any proxy setting, then try again."},
@@ -35,6 +38,9 @@ constexpr std::array entries{
     Entry{6629, "the authorization failed", "Check the credentials store and the role of the login."},
     Entry{6630, "the resource was not found or the server is busy", look_at_log},
     Entry{6646, "the server answered with an error", look_at_log},
+    Entry{6661, "a value is missing in the credentials store", "Complete the credentials store."},
+    Entry{6662, "the credentials store cannot be opened", "Give the store with --credentials FILE."},
+    Entry{6795, "a selection has not the form that the plug-in takes", selection_form},
 };
 
 const Entry* find(std::uint32_t status) {
