@@ -6,6 +6,7 @@
 
 #include "sim/client_files.h"
 #include "sim/simulator.h"
+#include "tests/host/no_secret.h"
 #include "tests/host/program.h"
 #include "tests/host/temporary_folder.h"
 
@@ -79,16 +80,6 @@ Outcome run_check(const Setup& setup, const TemporaryFolder& folder) {
   return host_test::run_azsbackup(arguments, folder.path("home"));
 }
 
-void expect_no_secret(const std::string& text, const sim::World& world, const std::vector<sim::RecordedRequest>& sent) {
-  std::vector<std::string> secrets{world.aad_clients.front().client_secret, world.adfs_users.front().password,
-                                   "demo%20%26%20password", "demo%2Bclient", "demo+client"};
-  for (const auto& request : sent) {
-    const auto line = sim::find_header(request.headers, "Authorization");
-    if (line) secrets.push_back(line->substr(line->find(' ') + 1));
-  }
-  for (const std::string& secret : secrets) EXPECT_EQ(text.find(secret), std::string::npos) << secret;
-}
-
 class Check : public testing::TestWithParam<Case> {};
 
 TEST_P(Check, EndsWithItsCodeAndWords) {
@@ -105,8 +96,8 @@ TEST_P(Check, EndsWithItsCodeAndWords) {
   for (const std::string& word : given.words) {
     EXPECT_NE(outcome.output.find(word), std::string::npos) << word << "\n" << outcome.output;
   }
-  expect_no_secret(outcome.output + outcome.error + host_test::read_file(folder.path("log")), world,
-                   simulator.requests());
+  host_test::expect_no_secret(outcome.output + outcome.error + host_test::read_file(folder.path("log")), world,
+                              simulator.requests());
   EXPECT_EQ(simulator.unused_faults(), std::vector<std::string>{});
 }
 

@@ -21,6 +21,10 @@ class Program : public testing::Test {
     arguments.insert(arguments.begin(), {"check", "--plugin", FAKE_PLUGIN, "--log-file", log_});
     return run_azsbackup(arguments, folder_.path("home"), environment);
   }
+  Outcome discover(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"discover", "--plugin", FAKE_PLUGIN, "--log-file", log_});
+    return run_azsbackup(arguments, folder_.path("home"));
+  }
   std::string log() const { return read_file(log_); }
 
   const host_test::TemporaryFolder folder_;
@@ -107,6 +111,44 @@ TEST_F(Program, SaysWhenThePluginCannotBeLoaded) {
   EXPECT_EQ(outcome.exit_code, 10);
   EXPECT_NE(outcome.output.find("/absent.so"), std::string::npos) << outcome.output;
   EXPECT_TRUE(std::filesystem::exists(folder_.path("home/.local/state/azsbackup/azsbackup.log")));
+}
+
+// The plug-in's status is 0 in all of these: the files and its own count have to agree.
+TEST_F(Program, DoesNotTakeABrokenDiscoveryForAnEmptyOne) {
+  const std::vector<std::pair<std::string, std::string>> cases = {{"torn", "breaks off within a record"},
+                                                                  {"short", "hold 0 machines of 1"},
+                                                                  {"silent", "Failed to open azsbackup"}};
+  for (const auto& [kind, words] : cases) {
+    const Outcome outcome = discover({"--server", kind + ".r1.stack.example", "/s"});
+    EXPECT_EQ(outcome.exit_code, 1) << kind;
+    EXPECT_NE(outcome.error.find(words), std::string::npos) << outcome.error;
+    EXPECT_NE(outcome.error.find("TMPDIR"), std::string::npos) << outcome.error;
+  }
+  EXPECT_EQ(discover({"--server", good_name, "/s"}).exit_code, 4);
+  EXPECT_EQ(discover({"--server", "works.r1", "/s"}).exit_code, 11);
+}
+
+TEST_F(Program, RefusesSelectionsThatCannotBe) {
+  const std::vector<std::vector<std::string>> lines = {{},
+                                                       {""},
+                                                       {"/"},
+                                                       {"//g"},
+                                                       {"/s/"},
+                                                       {"/s/g/v/x"},
+                                                       {"/s", "a b"},
+                                                       {" /s"},
+                                                       {"/s\tg"},
+                                                       {"/s/.."},
+                                                       {"/s?x=y"},
+                                                       {"/subscriptions/s"},
+                                                       {"/s/" + std::string(1100, 'g')}};
+  for (const auto& selections : lines) {
+    std::vector<std::string> arguments{"--server", good_name};
+    arguments.insert(arguments.end(), selections.begin(), selections.end());
+    const Outcome outcome = discover(arguments);
+    EXPECT_EQ(outcome.exit_code, 2) << (selections.empty() ? "" : selections.back());
+    EXPECT_NE(outcome.error.find("selec"), std::string::npos) << outcome.error;
+  }
 }
 
 // A result that could not be written is no success.
