@@ -13,7 +13,6 @@
 namespace {
 
 using host_test::Outcome;
-using testing::Each;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -107,7 +106,10 @@ TEST_F(Discover, ShowsTheTreeAndWhatIsLeftOut) {
 // The configuration wants snapshots and the deletion of stale ones; looking does neither.
 TEST_F(Discover, ChangesNothing) {
   start(sim::demo_world());
-  EXPECT_EQ(discover({subscription}).exit_code, 0);
+  EXPECT_EQ(discover({subscription, "-vv"}).exit_code, 0);
+  const std::string log = host_test::read_file(folder_.path("log"));
+  EXPECT_THAT(log, Not(HasSubstr("Snapshot creation")));
+  EXPECT_THAT(log, HasSubstr("Delete Stale Snapshot: 0"));
   std::size_t read = 0;
   for (const auto& request : cloud_->requests()) {
     if (request.target.find("oauth2") != std::string::npos) continue;
