@@ -31,7 +31,8 @@ std::string UniqueName(const std::string& disk_name) {
   std::string base = Before(disk_name, ".vhd");
   if (base.size() > kLongestBase) {
     const std::size_t mark = base.rfind(kOsDiskMark);
-    base.resize(mark == std::string::npos ? kLongestBase : mark + kOsDiskMark.size());
+    // A mark beyond the bound would leave a name that Azure Stack refuses.
+    base.resize(mark == std::string::npos ? kLongestBase : std::min(mark + kOsDiskMark.size(), kLongestBase));
   }
   return Before(base, kRestoreMark) + std::string(kRestoreMark) + std::to_string(platform::clock().now());
 }
