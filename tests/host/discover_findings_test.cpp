@@ -7,7 +7,6 @@ namespace {
 
 using host::DiscoveryFindings;
 using host::ExitCode;
-using host::LogLine;
 using testing::HasSubstr;
 
 const std::string refusal = "GetVmDetails: VM /s/g/m is not protected: ";

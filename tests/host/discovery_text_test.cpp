@@ -9,7 +9,6 @@ namespace {
 using host::Discovery;
 using host::ExitCode;
 using testing::HasSubstr;
-using testing::Not;
 
 host::Machine machine(const std::string& group, const std::string& name) {
   host::Machine made;

@@ -32,7 +32,7 @@ static uint32_t open_server(const aapi_session_def_v1_t* session, const char* na
   for (const char* at = name; *at != '\0'; ++at) dots += *at == '.';
   the_server.session = session;
   the_server.works = strstr(name, ":works.") != NULL;
-  sscanf(name, "%*[^:]:%15[^.]", the_server.kind);
+  (void)sscanf(name, "%*[^:]:%15[^.]", the_server.kind);
   *out = &the_server;
   session->log("tag", credentials->text[0] == '\0' ? "opened without login" : "opened with login", AAPI_LOG_ERROR);
   return dots < 3 ? AAPI_E_INVALID_ARGUMENT : 0;
@@ -58,8 +58,8 @@ static void write_torn_file(const char* folder) {
   snprintf(path, sizeof path, "%s/w.1", folder);
   FILE* file = fopen(path, "w");
   if (file == NULL) return;
-  fwrite("\x20\0\0\0\0\0\0\0/s/g", 1, 12, file);
-  fclose(file);
+  (void)fwrite("\x20\0\0\0\0\0\0\0/s/g", 1, 12, file);
+  (void)fclose(file);
 }
 
 static uint32_t discovery(aapi_server_t* server, const char* selections, const char* proxyclients,

@@ -72,7 +72,8 @@ void add_machine(MachineList& list, const std::string& path, const std::vector<s
   for (const char* entry : {"", "/Metadata", "/Metadata/UseManagedDisk=Yes", "/Metadata/StagingStorageAccount="}) {
     list.add(path + entry);
   }
-  for (const std::string& disk : disks) list.add(path + "/" + disk);
+  const std::string folder = path + "/";
+  for (const std::string& disk : disks) list.add(folder + disk);
   for (const char* entry : {"/Metadata/BootDiagnostics=Off", "/Metadata/Size=A1",
                             "/Metadata/PowerState=", "/Metadata/Key1=value", "/Metadata/VmName=x"}) {
     list.add(path + entry);
