@@ -1,5 +1,5 @@
-// Workload files, the outcome of a discovery, read by the host itself: the reader that the library exports does not tell
-// a file that breaks off within a record from one that ends after it.
+// Workload files, the outcome of a discovery, read by the host itself: the reader that the library exports does not
+// tell a file that breaks off within a record from one that ends after it.
 #pragma once
 
 #include <functional>
