@@ -46,7 +46,8 @@ class azurestack_storagekeys final : public azurestack_resource {
   Status BuildFromEnv() override;
 
   /// The access key of an account: from Resource Manager, or from the credentials store when "FETCH_STORAGE_KEYS"
-  /// is set to something other than yes. Asked anew each time. Empty unless 0 is returned; 6661 for an unknown account or one without a key.
+  /// is set to something other than yes. Asked anew each time. Empty unless 0 is returned; 6661 for an unknown account
+  /// or one without a key.
   Status getStorageKey(const std::string& account, std::string& key);
 
   /// Subscription and resource group of the last account, in the order of names, whose name contains the given one.

@@ -96,7 +96,7 @@ VmVerdict azurevm::ParseVMResponse(vm_details_t& vm) {
   const FunctionLog log(__func__);
   JsonPtr root;
   if (const Status status = OpenAnswer(log, calls_.response(), "vm", root); status != kOk) {
-    return {status, ""};
+    return {status, WhyUnusable(calls_.response())};
   }
   vm.m_json = calls_.response().body;
   const VmVerdict verdict = ReadVmDescription(root.get(), vm);

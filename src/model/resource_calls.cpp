@@ -62,6 +62,19 @@ Status OpenAnswer(const FunctionLog& log, const _Response& response, const char*
   return OpenJson(log, response.body, root, what);
 }
 
+std::string WhyUnusable(const _Response& response) {
+  const std::string status_line = response.header.substr(0, response.header.find_first_of("\r\n"));
+  const std::size_t code = status_line.find(' ');
+  if (code == std::string::npos || status_line.find(" 200 ") == code) {
+    return "Resource Manager sent something that is not JSON";
+  }
+  json_error_t ignored{};
+  const JsonPtr root = ParseJson(response.body, ignored);
+  const std::string error = JsonStringOrEmpty(json_object_get(root.get(), "error"), "code");
+  std::string why = "Resource Manager answered" + status_line.substr(code);
+  return error.empty() ? why : why.append(" (").append(error).append(")");
+}
+
 const json_t* ListedValues(const FunctionLog& log, const json_t* root) {
   const json_t* const values = json_object_get(root, "value");
   if (!json_is_array(values)) {

@@ -41,6 +41,10 @@ Status OpenJson(const FunctionLog& log, const std::string& body, JsonPtr& root, 
 Status OpenAnswer(const FunctionLog& log, const _Response& response, const char* kind, JsonPtr& root,
                   const char* what = "");
 
+/// Why an answer could not be used, for an operator: "Resource Manager answered 404 Not Found (ResourceNotFound)", or
+/// that what it sent is not JSON.
+std::string WhyUnusable(const _Response& response);
+
 /// The list in an answer; null, which counts as empty, with an error line when there is none.
 const json_t* ListedValues(const FunctionLog& log, const json_t* root);
 

@@ -69,11 +69,12 @@ TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
     std::string reason;
   };
   const std::vector<Row> rows{
-      {"gone", 404, ReadData("vm-list-empty.json"), "status 6630, " + StatusText(6630)},
-      {"forbidden", 403, "{}", "status 6646, "},
-      {"html", 200, "<html>", "status 5"},
-      {"cut", 200, "{\"name\":", "status 5"},
-      {"empty", 200, "", "status 5"},
+      {"gone", 404, R"({"error":{"code":"ResourceNotFound"}})",
+       "Resource Manager answered 404 Not Found (ResourceNotFound)"},
+      {"forbidden", 403, "{}", "Resource Manager answered 403 Forbidden"},
+      {"html", 200, "<html>", "Resource Manager sent something that is not JSON"},
+      {"cut", 200, "{\"name\":", "Resource Manager sent something that is not JSON"},
+      {"empty", 200, "", "Resource Manager sent something that is not JSON"},
       {"lower", 200, Machine("lower", "/s/resourcegroups/rg/x"), "its id names no resource group"},
       {"short", 200, Machine("short", "/s/resourceGroups"), "its id names no resource group"},
       {"nogroup", 200, Machine("nogroup", "/s/resourceGroups//x"), "its id names no resource group"},
