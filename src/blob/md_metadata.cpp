@@ -28,13 +28,13 @@ std::string Before(const std::string& text, std::string_view mark) { return text
 
 // A disk that was restored before is not given a second suffix.
 std::string UniqueName(const std::string& disk_name) {
-  std::string base = Before(disk_name, ".vhd");
+  std::string base = Before(Before(disk_name, ".vhd"), kRestoreMark);
   if (base.size() > kLongestBase) {
     const std::size_t mark = base.rfind(kOsDiskMark);
     // A mark beyond the bound would leave a name that Azure Stack refuses.
     base.resize(mark == std::string::npos ? kLongestBase : std::min(mark + kOsDiskMark.size(), kLongestBase));
   }
-  return Before(base, kRestoreMark) + std::string(kRestoreMark) + std::to_string(platform::clock().now());
+  return base + std::string(kRestoreMark) + std::to_string(platform::clock().now());
 }
 
 std::string StorageType(const std::string& component) { return component.substr(component.find(':') + 1); }

@@ -22,10 +22,18 @@ std::uint32_t StreamCount(const FunctionLog& log) {
 }
 
 std::vector<std::string> WorkerNames(const FunctionLog& log, const std::string& proxyclients) {
-  std::vector<std::string> names = SplitText(proxyclients, ' ');
-  names.erase(std::remove(names.begin(), names.end(), ""), names.end());
-  for (const std::string& name : names) {
+  std::vector<std::string> names;
+  for (const std::string& name : SplitText(proxyclients, ' ')) {
+    if (name.empty()) {
+      continue;
+    }
+    if (std::find(names.begin(), names.end(), name) != names.end()) {
+      // Two workers of one name would write over each other in one file.
+      log.error("The worker %s is named twice and is used once", name.c_str());
+      continue;
+    }
     log.detail("Workername configured in policy: %s", name.c_str());
+    names.push_back(name);
   }
   return names;
 }

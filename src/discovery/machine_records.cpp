@@ -62,7 +62,10 @@ void AddDisks(RecordList& records, const std::string& machine, const vm_storage_
 std::string BootDiagnostics(const vm_details_t& vm) {
   std::string account = "Off";
   if (vm.m_boot_diagnostics_enabled) {
-    azurestackpi_get_storage_account_from_url(vm.m_boot_diagnostics_storage_uri, account);
+    // Resource Manager also writes it with the plain scheme, whose slashes would make further objects of the path.
+    const std::string& uri = vm.m_boot_diagnostics_storage_uri;
+    const bool plain = uri.rfind("http://", 0) == 0;
+    azurestackpi_get_storage_account_from_url(plain ? uri.substr(7) : uri, account);
   }
   return account;
 }

@@ -116,6 +116,9 @@ Status azurestackRG::GetAllResourceGroups() {
 Status azurestackRG::ParseResourceGroups(json_t* root) {
   const FunctionLog log(__func__);
   const json_t* const values = ListedValues(log, root);
+  if (values == nullptr) {
+    return kBadJson;
+  }
   log.detail("Total RGs: %d", static_cast<int>(json_array_size(values)));
   for (std::size_t i = 0; i < json_array_size(values); ++i) {
     const std::string name = JsonStringOrEmpty(json_array_get(values, i), "name");

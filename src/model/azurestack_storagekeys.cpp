@@ -20,7 +20,7 @@ int Count(std::size_t size) { return static_cast<int>(size); }
 
 std::string WithoutPort(const std::string& host) { return host.substr(0, host.find(':')); }
 
-// "https://ACCOUNT.blob.SUFFIX/" gives SUFFIX.
+// "https://ACCOUNT.blob.SUFFIX/" gives SUFFIX, its port included.
 std::string SuffixOf(const std::string& blob_endpoint) {
   constexpr std::string_view mark = ".blob.";
   const std::size_t found = blob_endpoint.find(mark);
@@ -28,7 +28,7 @@ std::string SuffixOf(const std::string& blob_endpoint) {
     return {};
   }
   const std::size_t begin = found + mark.size();
-  return blob_endpoint.substr(begin, blob_endpoint.find_first_of(":/", begin) - begin);
+  return blob_endpoint.substr(begin, blob_endpoint.find('/', begin) - begin);
 }
 
 }  // namespace

@@ -130,6 +130,11 @@ Status azurevm::GetResource(const std::string& id, const std::string& api_versio
 }
 
 Status azurevm::GetNetworkInterfaceDetails(const std::string& nic_id, vm_details_t& vm) {
+  if (nic_id.empty()) {
+    const FunctionLog log(__func__);
+    log.error("The VM %s has no network interface", vm.m_name.c_str());
+    return kInvalidArgument;
+  }
   JsonPtr root;
   const Status status = GetResource(nic_id, env_.m_network_api_version, "NIC", root);
   if (status == kOk) {
@@ -223,6 +228,9 @@ Status azurevm::GetALLVMDetails() {
 Status azurevm::ParseALLVMResponse(json_t* root) {
   const FunctionLog log(__func__);
   const json_t* const values = ListedValues(log, root);
+  if (values == nullptr) {
+    return kBadJson;
+  }
   log.detail("Total VMs: %d", Count(json_array_size(values)));
   for (std::size_t i = 0; i < json_array_size(values); ++i) {
     const json_t* const element = json_array_get(values, i);

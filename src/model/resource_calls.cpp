@@ -13,6 +13,14 @@ bool IsAddressByte(unsigned char byte) {
   return byte >= 0x20 && byte != 0x7f && byte != '?' && byte != '#' && byte != '%' && byte != '\\';
 }
 
+constexpr std::size_t kLongestReason = 100;
+
+// What an error code looks like; anything else does not belong into a line that hosts read.
+bool IsErrorCode(const std::string& text) {
+  constexpr const char* known = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
+  return !text.empty() && text.size() <= kLongestReason && text.find_first_not_of(known) == std::string::npos;
+}
+
 }  // namespace
 
 ResourceCalls::ResourceCalls(const azs_rest_server_s& rest) : client_(MakeResourceManagerClient(rest)) {}
@@ -71,8 +79,8 @@ std::string WhyUnusable(const _Response& response) {
   json_error_t ignored{};
   const JsonPtr root = ParseJson(response.body, ignored);
   const std::string error = JsonStringOrEmpty(json_object_get(root.get(), "error"), "code");
-  std::string why = "Resource Manager answered" + status_line.substr(code);
-  return error.empty() ? why : why.append(" (").append(error).append(")");
+  std::string why = "Resource Manager answered" + status_line.substr(code, kLongestReason);
+  return IsErrorCode(error) ? why.append(" (").append(error).append(")") : why;
 }
 
 const json_t* ListedValues(const FunctionLog& log, const json_t* root) {

@@ -1,5 +1,6 @@
 #include "src/model/vm_reader.h"
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -75,10 +76,14 @@ constexpr Field<vm_data_disks_t> kDataDisk[] = {
     {"managedDisk",
      [](json_t* value, vm_data_disks_t& disk) { ReadManagedDisk("parseManagedDataDisk", value, disk.m_disk); }}};
 
+constexpr std::int32_t kDataDisksUnreadable = -1;
+
 void ReadDataDisks(json_t* value, vm_storage_profile_t& storage) {
   const FunctionLog log("parseDataDisks");
   const std::size_t count = json_array_size(value);
-  storage.m_data_disk_count = static_cast<std::int32_t>(count);
+  // What is no list may have been one with disks in it: the machine is then refused.
+  const bool readable = json_is_array(value) || json_is_null(value);
+  storage.m_data_disk_count = readable ? static_cast<std::int32_t>(count) : kDataDisksUnreadable;
   log.detail("line: %d, Number of DataDisks = %d", __LINE__, storage.m_data_disk_count);
   for (std::size_t i = 0; i < std::min(count, storage.m_data_disks.size()); ++i) {
     ReadFields("parseDataDisk", kDataDisk, json_array_get(value, i), storage.m_data_disks[i]);
@@ -268,8 +273,19 @@ void FillManagedDisk(vm_managed_disk_t* disk, const vm_details_t& vm, const std:
   disk->m_disk_kind = is_os_disk ? "OSDisk" : "DataDisk";
 }
 
+// A disk that the machine lists without a name is the one its id names.
+void NameDisk(std::string& name, const vm_managed_disk_t* disk) {
+  if (name.empty() && disk != nullptr) {
+    name = LastPathComponent(disk->m_disk_id);
+  }
+}
+
 void FillManagedDisks(vm_details_t& vm) {
-  const vm_os_disk_t& os_disk = vm.m_storage_profile.m_os_disk;
+  vm_os_disk_t& os_disk = vm.m_storage_profile.m_os_disk;
+  NameDisk(os_disk.m_name, os_disk.m_disk.managed());
+  for (vm_data_disks_t& slot : vm.m_storage_profile.m_data_disks) {
+    NameDisk(slot.m_name, slot.m_disk.managed());
+  }
   vm.m_is_managed = os_disk.m_disk.managed() != nullptr;
   FillManagedDisk(os_disk.m_disk.managed(), vm, os_disk.m_name, true, 0);
   for (const vm_data_disks_t& slot : vm.m_storage_profile.m_data_disks) {
@@ -279,23 +295,46 @@ void FillManagedDisks(vm_details_t& vm) {
 
 VmVerdict Refuse(const std::string& reason) { return {kConfigurationInvalid, reason}; }
 
+// HOST/CONTAINER/BLOB behind the scheme, none of them empty: any other address would become the path of something else.
+bool IsBlobAddress(const std::string& uri) {
+  constexpr std::size_t scheme = std::string_view("https://").size();
+  const std::vector<std::string> parts = SplitText(uri.substr(std::min(scheme, uri.size())), '/');
+  return parts.size() == 3 && uri.back() != '/' &&
+         std::none_of(parts.begin(), parts.end(), [](const std::string& part) { return part.empty(); });
+}
+
+VmVerdict CheckDisk(const std::string& which, const std::string& name, const DiskOwner& disk) {
+  if (!disk) {
+    return Refuse(which + " " + name + " has neither a VHD address nor a managed-disk id");
+  }
+  if (const vm_unmanaged_disk_t* const unmanaged = disk.unmanaged()) {
+    return IsBlobAddress(unmanaged->m_uri)
+               ? VmVerdict{}
+               : Refuse(which + " is not a blob directly in a container: " + unmanaged->m_uri);
+  }
+  const vm_managed_disk_t& managed = *disk.managed();
+  const bool publishable = IsPathSegment(name) && IsPathSegment(managed.m_disk_resource_group);
+  return publishable ? VmVerdict{}
+                     : Refuse(which + " has a name or resource group that cannot be part of a path: " + name + ", " +
+                              managed.m_disk_id);
+}
+
 // A backup that silently lacks a disk is worse than none.
 VmVerdict CheckDisks(const vm_storage_profile_t& storage) {
-  constexpr const char* no_source = " has neither a VHD address nor a managed-disk id";
   const auto count = static_cast<std::size_t>(storage.m_data_disk_count);
+  if (storage.m_data_disk_count == kDataDisksUnreadable) {
+    return Refuse("its data disks cannot be read");
+  }
   if (count > storage.m_data_disks.size()) {
     return Refuse("it has " + std::to_string(count) + " data disks, at most " +
                   std::to_string(storage.m_data_disks.size()) + " can be protected");
   }
-  if (!storage.m_os_disk.m_disk) {
-    return Refuse("its OS disk " + storage.m_os_disk.m_name + no_source);
+  VmVerdict verdict = CheckDisk("its OS disk", storage.m_os_disk.m_name, storage.m_os_disk.m_disk);
+  for (std::size_t i = 0; i < count && verdict.status == kOk; ++i) {
+    const vm_data_disks_t& slot = storage.m_data_disks[i];
+    verdict = CheckDisk("its data disk " + std::to_string(i), slot.m_name, slot.m_disk);
   }
-  for (std::size_t i = 0; i < count; ++i) {
-    if (!storage.m_data_disks[i].m_disk) {
-      return Refuse("its data disk " + std::to_string(i) + " " + storage.m_data_disks[i].m_name + no_source);
-    }
-  }
-  return {};
+  return verdict;
 }
 
 // Name and resource group become parts of the paths that a machine is published under.
@@ -306,7 +345,7 @@ VmVerdict TakeIdentity(const json_t* description, vm_details_t& vm) {
     } catch (const std::out_of_range&) {
       return {kInvalidArgument, "its id names no resource group: " + vm.m_id};
     }
-    if (vm.m_resource_group.empty()) {
+    if (!IsPathSegment(vm.m_resource_group)) {
       return {kInvalidArgument, "its id names no resource group: " + vm.m_id};
     }
   }

@@ -60,6 +60,8 @@ TEST(MdMetadataTest, UniqueNamesStayShortAndCarryOneSuffix) {
       {a40 + "OsDisk_" + a40, a40 + "OsDisk_"},
       {"OsDisk_" + a40 + "OsDisk_" + a40, "OsDisk_" + a40 + "OsDisk_"},
       {"OsDisk_1", "OsDisk_1"},
+      {std::string(50, 'a') + "-RESTORE-1600000000", std::string(50, 'a')},
+      {std::string(57, 'a') + "-RESTORE-1600000000", std::string(57, 'a')},
       {a58 + "OsDisk_" + a40, a58},
       {a40 + a40 + "OsDisk_1", a40 + std::string(18, 'a')},
       {a58 + "-RESTORE-1600000000", a58}};

@@ -223,6 +223,13 @@ TEST_F(DiscoveryTest, MachinesAreDealtOutOverWorkersAndStreams) {
       << "a directory stands in a file once";
 }
 
+TEST_F(DiscoveryTest, AWorkerNamedTwiceIsOneWorker) {
+  ServeGroup("rg", {{"m1"}, {"m2"}, {"m3"}});
+  EXPECT_EQ(Discover("/sub/rg", "w w"), kOk);
+  EXPECT_EQ(MachinesIn("w.wl.1"), "m1 m2 m3");
+  EXPECT_TRUE(log.contains(4, "The worker w is named twice and is used once"));
+}
+
 TEST_F(DiscoveryTest, AMachineSelectedTwiceIsWrittenOnce) {
   const Machine one{"m1"};
   ServeGroup("rg", {one, {"m2"}});

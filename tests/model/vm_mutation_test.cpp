@@ -1,4 +1,5 @@
 // Descriptions of machines with one thing wrong at a time, in another order, and what copies of records hold.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -109,7 +110,9 @@ void ExpectWhole(const vm_details_t& vm, const std::string& text) {
           << text;
       EXPECT_EQ(managed->m_vm_id, vm.m_vm_id);
     } else if (const vm_unmanaged_disk_t* unmanaged = disk->unmanaged()) {
-      EXPECT_FALSE(unmanaged->m_uri.empty()) << text;
+      // Cut behind the scheme it makes an unmanaged disk's path: two slashes of its own.
+      ASSERT_GT(unmanaged->m_uri.size(), 8U) << text;
+      EXPECT_EQ(std::count(unmanaged->m_uri.begin() + 8, unmanaged->m_uri.end(), '/'), 2) << text;
     }
   }
 }
@@ -229,11 +232,57 @@ TEST(VmMutationTest, MoreDisksAndSecretsThanFit) {
   EXPECT_EQ(vm.m_os_profile.m_secrets, decltype(vm.m_os_profile.m_secrets){});
   Json& disks = body["properties"]["storageProfile"]["dataDisks"];
   for (int i = 0; i < 64; ++i) {
-    disks.push_back({{"lun", i}, {"vhd", {{"uri", "https://a/" + std::to_string(i)}}}});
+    disks.push_back({{"lun", i}, {"vhd", {{"uri", "https://a/c/" + std::to_string(i)}}}});
     vm_details_t other;
     EXPECT_EQ(ReadText(body.dump(), other).status, i < 4 ? kOk : kConfigurationInvalid) << i;
     EXPECT_EQ(other.m_storage_profile.m_data_disk_count, i + 1);
   }
+}
+
+// What would be published under the path of something else, or of nothing, is not published.
+TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
+  const test_support::FreshState fresh;
+  const CapturedOutput output;
+  const std::string managed_id = "/subscriptions/s/resourceGroups/rg/providers/Microsoft.Compute/disks/data1";
+  const std::vector<std::pair<Json, bool>> cases{
+      {{{"vhd", {{"uri", "https://a.blob.x/vhds/d.vhd"}}}}, true},
+      {{{"vhd", {{"uri", "https://a.blob.x/root.vhd"}}}}, false},
+      {{{"vhd", {{"uri", "https://a.blob.x/vhds/folder/d.vhd"}}}}, false},
+      {{{"vhd", {{"uri", "https://a.blob.x//d.vhd"}}}}, false},
+      {{{"vhd", {{"uri", "https://a.blob.x/vhds/"}}}}, false},
+      {{{"vhd", {{"uri", "x"}}}}, false},
+      {{{"managedDisk", {{"id", managed_id}}}}, true},
+      {{{"name", "a/b"}, {"managedDisk", {{"id", managed_id}}}}, false},
+      {{{"name", "d"}, {"managedDisk", {{"id", "/subscriptions/s/resourceGroups/r?g/x/y/disks/d"}}}}, false}};
+  for (const auto& [disk, good] : cases) {
+    Json body = Json::parse(ReadData(kSecrets));
+    body["properties"]["storageProfile"]["dataDisks"] = Json::array({disk});
+    vm_details_t vm;
+    EXPECT_EQ(ReadText(body.dump(), vm).status, good ? kOk : kConfigurationInvalid) << disk.dump();
+  }
+  for (const Json& disks : {Json("x"), Json(5), Json::object()}) {
+    Json body = Json::parse(ReadData(kSecrets));
+    body["properties"]["storageProfile"]["dataDisks"] = disks;
+    vm_details_t vm;
+    EXPECT_EQ(ReadText(body.dump(), vm).status, kConfigurationInvalid) << disks.dump();
+  }
+}
+
+TEST(VmMutationTest, ADiskWithoutANameIsTheOneItsIdNames) {
+  const test_support::FreshState fresh;
+  const CapturedOutput output;
+  Json body = Json::parse(ReadData(kSecrets));
+  body["properties"]["storageProfile"]["dataDisks"] = Json::array();
+  for (const char* name : {"one", "two"}) {
+    body["properties"]["storageProfile"]["dataDisks"].push_back(
+        {{"managedDisk", {{"id", std::string("/subscriptions/s/resourceGroups/rg/x/y/disks/") + name}}}});
+  }
+  vm_details_t vm;
+  ASSERT_EQ(ReadText(body.dump(), vm).status, kOk);
+  EXPECT_EQ(vm.m_storage_profile.m_data_disks[0].m_name, "one");
+  const vm_managed_disk_t* const second = vm.m_storage_profile.m_data_disks[1].m_disk.managed();
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(second->m_disk_name, "two");
 }
 
 // Through the whole reader: whatever is wrong with one machine of a list, the others are read.
