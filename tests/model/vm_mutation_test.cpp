@@ -94,26 +94,27 @@ VmVerdict ReadText(const std::string& text, vm_details_t& vm) {
   return ReadVmDescription(root.get(), vm);
 }
 
+void ExpectFindable(const DiskOwner& disk, const vm_details_t& vm, const std::string& text) {
+  ASSERT_TRUE(disk) << text;
+  if (const vm_managed_disk_t* managed = disk.managed()) {
+    const bool named = !managed->m_disk_id.empty() && !managed->m_disk_subscription_id.empty() &&
+                       !managed->m_disk_resource_group.empty() && !managed->m_lun.empty();
+    EXPECT_TRUE(named) << text;
+    EXPECT_EQ(managed->m_vm_id, vm.m_vm_id);
+  } else if (const vm_unmanaged_disk_t* unmanaged = disk.unmanaged()) {
+    // Cut behind the scheme it makes an unmanaged disk's path: two slashes of its own.
+    const std::string path = unmanaged->m_uri.substr(std::min<std::size_t>(8, unmanaged->m_uri.size()));
+    EXPECT_EQ(std::count(path.begin(), path.end(), '/'), 2) << text;
+  }
+}
+
 // What holds for each machine that is accepted, however odd its description: each disk that was counted can be found.
 void ExpectWhole(const vm_details_t& vm, const std::string& text) {
   const vm_storage_profile_t& storage = vm.m_storage_profile;
   ASSERT_LE(storage.m_data_disk_count, 4) << text;
-  std::vector<const DiskOwner*> disks{&storage.m_os_disk.m_disk};
+  ExpectFindable(storage.m_os_disk.m_disk, vm, text);
   for (int i = 0; i < storage.m_data_disk_count; ++i) {
-    disks.push_back(&storage.m_data_disks.at(static_cast<std::size_t>(i)).m_disk);
-  }
-  for (const DiskOwner* disk : disks) {
-    ASSERT_TRUE(*disk) << text;
-    if (const vm_managed_disk_t* managed = disk->managed()) {
-      EXPECT_FALSE(managed->m_disk_id.empty() || managed->m_disk_subscription_id.empty() ||
-                   managed->m_disk_resource_group.empty() || managed->m_lun.empty())
-          << text;
-      EXPECT_EQ(managed->m_vm_id, vm.m_vm_id);
-    } else if (const vm_unmanaged_disk_t* unmanaged = disk->unmanaged()) {
-      // Cut behind the scheme it makes an unmanaged disk's path: two slashes of its own.
-      ASSERT_GT(unmanaged->m_uri.size(), 8U) << text;
-      EXPECT_EQ(std::count(unmanaged->m_uri.begin() + 8, unmanaged->m_uri.end(), '/'), 2) << text;
-    }
+    ExpectFindable(storage.m_data_disks.at(static_cast<std::size_t>(i)).m_disk, vm, text);
   }
 }
 
