@@ -28,6 +28,7 @@ struct RememberedSecrets {
   Secrets credentials;
   Secrets tokens;
   Secrets storage_keys;
+  std::vector<Remembered> forms;  // of all of them side by side, as every line searches them
 };
 
 ProcessValue<RememberedSecrets> remembered_secrets("secrets kept out of log lines");
@@ -36,12 +37,15 @@ constexpr std::size_t kMostCredentials = 16;
 constexpr std::size_t kMostTokens = 2;
 constexpr std::size_t kMostStorageKeys = 4;
 
+bool IsEscape(char byte) { return byte == '%' || byte == '\\'; }
+
 int Commonness(char byte) {
-  const auto value = static_cast<unsigned char>(byte);
-  if (std::islower(value) != 0 || byte == ' ' || byte == '/' || byte == '.' || byte == ':') {
-    return 2;
+  constexpr std::string_view most_common_first = "etaoinsrlc /.:dumpghbfy_-0123456789vwkxjqz";
+  if (IsEscape(byte)) {
+    return -1;
   }
-  return std::isdigit(value) != 0 || byte == '-' || byte == '_' ? 1 : 0;
+  const std::size_t rank = most_common_first.find(byte);
+  return rank == std::string_view::npos ? 0 : static_cast<int>(most_common_first.size() - rank);
 }
 
 std::size_t RarestByte(const std::string& text) {
@@ -115,6 +119,9 @@ const FieldName* SecretFieldAtEnd(std::string_view text) {
 }
 
 std::string_view WithoutBlanksAtEnd(std::string_view text) {
+  if (!text.empty() && text.back() > ' ') {
+    return text;
+  }
   return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
 }
 
@@ -269,12 +276,11 @@ void FindForm(std::string_view text, const Remembered& secret, bool cut, std::ve
 }
 
 void FindRememberedSecrets(std::string_view text, bool cut, std::vector<Span>& found) {
-  const RememberedSecrets& all = *remembered_secrets;
-  for (const Secrets* secrets : {&all.credentials, &all.tokens, &all.storage_keys}) {
-    for (const std::vector<Remembered>& secret : *secrets) {
-      for (const Remembered& form : secret) {
-        FindForm(text, form, cut, found);
-      }
+  // Most lines have no escape in them, and then none of the escaped forms either.
+  const bool escapes = cut || text.find('%') != std::string_view::npos || text.find('\\') != std::string_view::npos;
+  for (const Remembered& form : remembered_secrets->forms) {
+    if (escapes || !IsEscape(form.text[form.probe])) {
+      FindForm(text, form, cut, found);
     }
   }
 }
@@ -302,18 +308,28 @@ std::vector<Remembered> FormsOf(const std::string& secret) {
   return forms;
 }
 
-// Adds a secret as the latest; the oldest goes when there are too many.
-void Remember(Secrets& secrets, std::size_t most, const std::string& secret) {
+void CollectForms(RememberedSecrets& all) {
+  all.forms.clear();
+  for (const Secrets* secrets : {&all.credentials, &all.tokens, &all.storage_keys}) {
+    for (const std::vector<Remembered>& secret : *secrets) {
+      all.forms.insert(all.forms.end(), secret.begin(), secret.end());
+    }
+  }
+}
+
+// Adds a secret as the latest; the oldest goes when there are too many. Returns whether it is a new one.
+bool Remember(Secrets& secrets, std::size_t most, const std::string& secret) {
   const auto known = std::find_if(secrets.begin(), secrets.end(),
                                   [&](const std::vector<Remembered>& other) { return other.front().text == secret; });
   if (known != secrets.end()) {
     std::rotate(known, known + 1, secrets.end());
-    return;
+    return false;
   }
   if (secrets.size() == most) {
     secrets.pop_front();
   }
   secrets.push_back(FormsOf(secret));
+  return true;
 }
 
 }  // namespace
@@ -323,17 +339,18 @@ void RememberSecret(SecretKind kind, const std::string& secret) {
     return;
   }
   RememberedSecrets& all = *remembered_secrets;
-  switch (kind) {
-    case SecretKind::kCredential:
-      return Remember(all.credentials, kMostCredentials, secret);
-    case SecretKind::kToken:
-      return Remember(all.tokens, kMostTokens, secret);
-    case SecretKind::kStorageKey:
-      return Remember(all.storage_keys, kMostStorageKeys, secret);
+  const bool is_new = kind == SecretKind::kCredential ? Remember(all.credentials, kMostCredentials, secret)
+                      : kind == SecretKind::kToken    ? Remember(all.tokens, kMostTokens, secret)
+                                                      : Remember(all.storage_keys, kMostStorageKeys, secret);
+  if (is_new) {
+    CollectForms(all);
   }
 }
 
-void ForgetCredentials() { remembered_secrets->credentials.clear(); }
+void ForgetCredentials() {
+  remembered_secrets->credentials.clear();
+  CollectForms(*remembered_secrets);
+}
 
 std::optional<std::string> MaskSecrets(std::string_view text, bool cut) {
   std::vector<Span> found;
