@@ -6,7 +6,7 @@
 #include "aapi/wkldfile.h"
 #include "src/base/logging.h"
 #include "src/base/text.h"
-#include "src/discovery/number_setting.h"
+#include "src/config/number_setting.h"
 #include "src/discovery/scanner.h"
 
 namespace azurestackpi {

@@ -6,7 +6,7 @@
 #include "platform/clock.h"
 #include "src/base/logging.h"
 #include "src/config/config.h"
-#include "src/discovery/number_setting.h"
+#include "src/config/number_setting.h"
 
 namespace azurestackpi {
 namespace {

@@ -33,7 +33,7 @@ std::string SuffixOf(const std::string& blob_endpoint) {
 
 }  // namespace
 
-Status azurestack_storagekeys::createInstance(aapi_pgn_server_handle_s* server) {
+Status azurestack_storagekeys::createInstance(const aapi_pgn_server_handle_s* server) {
   if (*m_singleton) {
     return kOk;
   }

@@ -26,7 +26,7 @@ class azurestack_storagekeys final : public azurestack_resource {
  public:
   /// Makes the instance and lists the subscriptions; an existing one is kept as it is. Returns 0, or why the list could
   /// not be had (no instance is kept then): 6601 when no subscription is visible.
-  static Status createInstance(aapi_pgn_server_handle_s* server);
+  static Status createInstance(const aapi_pgn_server_handle_s* server);
 
   /// Null when there is none.
   static azurestack_storagekeys* getInstance();

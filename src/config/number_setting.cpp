@@ -1,4 +1,4 @@
-#include "src/discovery/number_setting.h"
+#include "src/config/number_setting.h"
 
 #include <cstdlib>
 
