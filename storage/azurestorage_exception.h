@@ -8,12 +8,12 @@ namespace azurestoragewrapper {
 
 /// What is known of a failure; texts are empty and numbers 0 where nothing is.
 struct Failure {
-  std::string message;     // for a person: what failed and why, no secret in it
-  int http_status = 0;     // 0: no answer came
-  std::string error_code;  // the service's own word: "BlobNotFound"
-  std::string request_id;  // the service's id of the request, for its operator
-  bool retryable = false;  // another try may succeed
-  int retry_after = 0;     // seconds the service asks to wait
+  std::string message = {};     // for a person: what failed and why, no secret in it
+  int http_status = 0;          // 0: no answer came
+  std::string error_code = {};  // the service's own word: "BlobNotFound"
+  std::string request_id = {};  // the service's id of the request, for its operator
+  bool retryable = false;       // another try may succeed
+  int retry_after = 0;          // seconds the service asks to wait
 };
 
 /// Thrown for everything that goes wrong between the client and the service, and for what cannot be asked of it.

@@ -14,8 +14,6 @@
 
 namespace azurestoragewrapper {
 
-class BlobAccess;  // who asks, and for which blob (blob_access.h)
-
 /// One page blob, or one snapshot of it. Members throw azurestorage_exception, and std::bad_alloc; a 404 is a failure
 /// unless a member says otherwise. Requests that may be sent again are, up to client_options::most_repeats times, with
 /// pauses by platform's clock. Used by one thread at a time; its streams may outlive it and be used by another.
@@ -83,13 +81,12 @@ class page_blob {
   std::unique_ptr<write_stream> open_write();
 
  private:
-  page_blob(std::unique_ptr<BlobAccess> access, const client_options& options);
+  struct State;
+  explicit page_blob(std::unique_ptr<State> state);
+  std::unique_ptr<page_blob> of_snapshot(const std::string& snapshot) const;
+  std::unique_ptr<page_blob> find_snapshot(const std::string& snapid, const std::string& snapkey);
 
-  std::unique_ptr<BlobAccess> access_;
-  client_options options_;
-  std::uint64_t size_ = 0;
-  bool size_known_ = false;
-  bool all_zeros_ = false;  // created by this object, no stream opened yet
+  std::unique_ptr<State> state_;
 };
 
 /// As page_blob::delete_snapshots, for all blobs of all containers of the account.

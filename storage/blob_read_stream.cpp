@@ -1,0 +1,259 @@
+#include "storage/blob_read_stream.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/clock.h"
+#include "storage/in_flight.h"
+#include "storage/wire.h"
+
+namespace azurestoragewrapper {
+
+/// A part of the blob that was asked for. Its bytes go into a buffer of its own until the reader waits for them; then
+/// what is still to come goes straight to the reader.
+struct BlobReadStream::Piece {
+  PageRange place;
+  std::unique_ptr<Transfer> transfer;
+  Request request = {};
+  std::uint64_t asked_from = 0;         // first byte of the place that the running request asks for
+  std::unique_ptr<std::byte[]> buffer;  // of place.length bytes and more; made when first needed
+  std::size_t received = 0;             // bytes of the place that came
+  std::size_t delivered = 0;            // bytes of the place that the reader has
+  std::byte* reader = nullptr;          // where byte `received` goes while the reader waits
+  int repeats = 0;
+  bool running = false;
+  std::optional<Failure> failure;
+
+  bool complete() const { return received == place.length; }
+  std::uint64_t end() const { return place.offset + place.length; }
+};
+
+BlobReadStream::BlobReadStream(BlobClient client, const std::vector<PageRange>& ranges, std::uint64_t size)
+    : client_(std::move(client)),
+      ranges_(ranges),
+      size_(size),
+      group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {}
+
+BlobReadStream::~BlobReadStream() { drop_all(); }
+
+void BlobReadStream::close() {
+  drop_all();
+  spare_transfers_.clear();
+  spare_buffers_.clear();
+  closed_ = true;
+}
+
+void BlobReadStream::seek(std::uint64_t offset) {
+  if (closed_) throw azurestorage_exception(Failure{.message = "a closed stream cannot be moved"});
+  position_ = offset;
+}
+
+std::size_t BlobReadStream::read(std::byte* buffer, std::size_t size) {
+  if (closed_) throw azurestorage_exception(Failure{.message = "a closed stream cannot be read"});
+  if (size == 0 || position_ >= size_) return 0;
+  Piece& piece = front_at_position(size);
+  fill_window();
+  const std::size_t count = deliver(piece, buffer, size);
+  position_ += count;
+  if (piece.delivered == piece.place.length) {
+    drop_front();
+    fill_window();  // so that the service is at work while the caller is
+    group_.run();
+  }
+  return count;
+}
+
+// The piece that the position lies in, asked for now when it is not on its way.
+BlobReadStream::Piece& BlobReadStream::front_at_position(std::size_t size) {
+  while (!window_.empty() && window_.front()->end() <= position_) drop_front();
+  const bool fits = !window_.empty() && window_.front()->place.offset + window_.front()->delivered == position_;
+  if (fits) return *window_.front();
+  drop_all();
+  place_plan(position_);
+  const bool planned = plan_range_ < ranges_.size() && ranges_[plan_range_].offset + plan_done_ == position_;
+  if (!planned) {
+    // Between the ranges, or without any: what is read and no more, up to the next range.
+    std::uint64_t end = std::min<std::uint64_t>(size_, position_ + std::min(size, kLongestPiece));
+    if (plan_range_ < ranges_.size()) end = std::min(end, ranges_[plan_range_].offset);
+    append_piece({position_, end - position_});
+  } else {
+    append_piece(*next_piece());
+  }
+  return *window_.front();
+}
+
+// Sets the plan to the first byte of a range at or behind the position.
+void BlobReadStream::place_plan(std::uint64_t position) {
+  const auto ends_by = [](const PageRange& range, std::uint64_t place) { return range.offset + range.length <= place; };
+  const auto found = std::lower_bound(ranges_.begin(), ranges_.end(), position, ends_by);
+  plan_range_ = static_cast<std::size_t>(found - ranges_.begin());
+  plan_done_ = found != ranges_.end() && found->offset < position ? position - found->offset : 0;
+}
+
+std::optional<PageRange> BlobReadStream::next_piece() {
+  if (plan_range_ == ranges_.size()) return std::nullopt;
+  const PageRange& range = ranges_[plan_range_];
+  const PageRange piece{range.offset + plan_done_, std::min<std::uint64_t>(kLongestPiece, range.length - plan_done_)};
+  plan_done_ += piece.length;
+  if (plan_done_ == range.length) {
+    ++plan_range_;
+    plan_done_ = 0;
+  }
+  return piece;
+}
+
+void BlobReadStream::fill_window() {
+  const std::size_t most = requests_in_flight(client_.fastest_answer_ms);
+  // A failure stops the asking ahead until the reader comes to it.
+  const auto failed = [](const std::unique_ptr<Piece>& piece) { return piece->failure.has_value(); };
+  if (std::any_of(window_.begin(), window_.end(), failed)) return;
+  while (window_.size() < most && window_bytes_ + kLongestPiece <= kMostBytesInFlight) {
+    const auto place = next_piece();
+    if (!place) return;
+    append_piece(*place);
+  }
+}
+
+void BlobReadStream::append_piece(const PageRange& place) {
+  auto piece = std::make_unique<Piece>();
+  piece->place = place;
+  if (spare_transfers_.empty()) {
+    piece->transfer = std::make_unique<Transfer>(Transfer::Connections::own);
+  } else {
+    piece->transfer = std::move(spare_transfers_.back());
+    spare_transfers_.pop_back();
+  }
+  window_bytes_ += place.length;
+  window_.push_back(std::move(piece));
+  start(*window_.back());
+}
+
+// Asks for what has not come of the piece.
+void BlobReadStream::start(Piece& piece) {
+  piece.failure.reset();
+  piece.asked_from = piece.received;
+  piece.request = get_range_request({piece.place.offset + piece.received, piece.place.length - piece.received});
+  const auto sink = [this, &piece](std::span<const std::byte> bytes) { return take(piece, bytes); };
+  piece.transfer->prepare(client_.access.sign(piece.request, platform::clock().now(), client_.options.api_version),
+                          piece.request, client_.options, sink);
+  group_.add(*piece.transfer);
+  piece.running = true;
+}
+
+// Takes bytes of an answer, once it is the answer that was asked for.
+bool BlobReadStream::take(Piece& piece, std::span<const std::byte> bytes) {
+  if (piece.received == piece.asked_from) {
+    const Answer& answer = piece.transfer->answer();
+    const std::string begin = "bytes " + std::to_string(piece.place.offset + piece.received) + "-";
+    if (answer.status != 206 || !answer.header("content-range").starts_with(begin)) return false;
+    const double wait = piece.transfer->answer_wait_ms();
+    if (wait > 0 && (client_.fastest_answer_ms <= 0 || wait < client_.fastest_answer_ms)) {
+      client_.fastest_answer_ms = wait;
+    }
+  }
+  if (bytes.size() > piece.place.length - piece.received) return false;
+  if (piece.reader != nullptr) {
+    std::memcpy(piece.reader, bytes.data(), bytes.size());
+    piece.reader += bytes.size();
+    piece.delivered += bytes.size();
+  } else {
+    if (!piece.buffer) {
+      if (spare_buffers_.empty()) {
+        piece.buffer.reset(new std::byte[kLongestPiece]);
+      } else {
+        piece.buffer = std::move(spare_buffers_.back());
+        spare_buffers_.pop_back();
+      }
+    }
+    std::memcpy(piece.buffer.get() + piece.received, bytes.data(), bytes.size());
+  }
+  piece.received += bytes.size();
+  return true;
+}
+
+void BlobReadStream::finished(Transfer& transfer, CURLcode result) {
+  const auto of_transfer = [&transfer](const auto& piece) { return piece->transfer.get() == &transfer; };
+  const auto found = std::find_if(window_.begin(), window_.end(), of_transfer);
+  if (found == window_.end()) return;
+  Piece& piece = **found;
+  piece.running = false;
+  const std::string doing = "reading bytes " + std::to_string(piece.place.offset) + "-" +
+                            std::to_string(piece.end() - 1) + " of " + client_.access.described();
+  if (result == CURLE_WRITE_ERROR && transfer.answer().succeeded()) {
+    piece.failure = failure_of_form("the answer is not the part that was asked for", doing, false);
+  } else {
+    piece.failure = transfer.failure(result, doing);
+    if (!piece.failure && !piece.complete()) {
+      piece.failure = failure_of_form("the answer is shorter than what was asked for", doing, true);
+    }
+  }
+}
+
+std::size_t BlobReadStream::deliver(Piece& piece, std::byte* buffer, std::size_t size) {
+  const std::size_t wanted = std::min<std::uint64_t>(size, piece.place.length - piece.delivered);
+  std::size_t count = 0;
+  while (count < wanted) {
+    const std::size_t ready = std::min(piece.received - piece.delivered, wanted - count);
+    if (ready > 0) {
+      std::memcpy(buffer + count, piece.buffer.get() + piece.delivered, ready);
+      piece.delivered += ready;
+      count += ready;
+    } else if (wanted - count == piece.place.length - piece.delivered) {
+      receive_into(piece, buffer + count);
+      count = wanted;
+    } else if (piece.failure) {
+      repeat_failed(piece);
+    } else {
+      group_.wait_and_run();
+    }
+  }
+  return wanted;
+}
+
+// All that is still to come of the piece, without another copy. A failure drops the piece: part of its bytes are with
+// the reader, and a later read at the same place begins anew.
+void BlobReadStream::receive_into(Piece& piece, std::byte* buffer) {
+  piece.reader = buffer;
+  try {
+    while (!piece.complete()) {
+      if (piece.failure) {
+        repeat_failed(piece);
+      } else {
+        group_.wait_and_run();
+      }
+    }
+  } catch (...) {
+    drop_all();
+    throw;
+  }
+  piece.reader = nullptr;
+}
+
+// One pause serves all pieces that failed meanwhile.
+void BlobReadStream::repeat_failed(Piece& front) {
+  const Failure failure = *front.failure;
+  if (!may_repeat(client_.options, Repeat::always, failure, front.repeats)) throw azurestorage_exception(failure);
+  pause_before_repeat(client_.options, failure, front.repeats);
+  for (const auto& piece : window_) {
+    if (!piece->failure || !piece->failure->retryable) continue;
+    ++piece->repeats;
+    start(*piece);
+  }
+}
+
+void BlobReadStream::drop_front() {
+  Piece& piece = *window_.front();
+  if (piece.running) {
+    group_.remove(*piece.transfer);
+  }
+  spare_transfers_.push_back(std::move(piece.transfer));
+  if (piece.buffer) spare_buffers_.push_back(std::move(piece.buffer));
+  window_bytes_ -= piece.place.length;
+  window_.pop_front();
+}
+
+void BlobReadStream::drop_all() {
+  while (!window_.empty()) drop_front();
+}
+
+}  // namespace azurestoragewrapper
