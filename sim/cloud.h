@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "sim/clock.h"
+#include "sim/disk_store.h"
+#include "sim/operation_store.h"
 #include "sim/token_store.h"
 #include "sim/world.h"
 
@@ -26,6 +29,8 @@ struct Cloud {
   std::uint16_t blob_port = 0;  // of the server that holds the blobs; 0: the one that https stands for
   SimulatedClock clock;
   TokenStore tokens;
+  OperationStore operations;
+  std::unique_ptr<DiskStore> disks;
 };
 
 /// "https://disks1.blob.local.azurestack.localhost:10000/"

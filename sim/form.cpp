@@ -38,6 +38,21 @@ std::string percent_decoded(std::string_view text) {
   return decoded;
 }
 
+std::string percent_encoded(std::string_view text, std::string_view kept) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  constexpr std::string_view harmless = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+  std::string encoded;
+  for (const char c : text) {
+    if (harmless.find(c) != std::string_view::npos || kept.find(c) != std::string_view::npos) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded.append({'%', digits[byte >> 4U], digits[byte & 15U]});
+  }
+  return encoded;
+}
+
 Fields parse_fields(std::string_view text) {
   Fields fields;
   while (!text.empty()) {

@@ -20,4 +20,7 @@ Fields parse_fields(std::string_view text);
 /// Decodes %XX and nothing else.
 std::string percent_decoded(std::string_view text);
 
+/// Every byte but letters, digits, "-._~" and those of `kept` as %XX.
+std::string percent_encoded(std::string_view text, std::string_view kept = "");
+
 }  // namespace sim

@@ -1,6 +1,7 @@
 // A request as it came in and an answer as it goes out: the values that everything behind the HTTP server works on.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -46,6 +47,8 @@ struct Delivery {
   bool nothing = false;  // not even the status line is sent
   /// Bytes of the body that are sent; the header always declares the whole length.
   std::uint64_t body_bytes = std::numeric_limits<std::uint64_t>::max();
+  /// When not 0: the pause after each single byte of the body, until all are sent or the client has gone.
+  std::chrono::milliseconds byte_interval{0};
 };
 
 struct Reply {

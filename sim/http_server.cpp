@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <future>
@@ -103,6 +104,9 @@ class OpenSockets {
   bool ending_ = false;
 };
 
+/// The connection whose request this thread works on: the library's handlers are not told.
+thread_local TlsStream* current_stream = nullptr;
+
 /// Hands a piece of the body to the library: of the text, or of as many bytes of filler.
 bool write_piece(const Response& response, std::uint64_t offset, std::uint64_t size, httplib::DataSink& sink) {
   static const std::string filler(64UL * 1024, 'x');
@@ -124,8 +128,12 @@ void set_body_provider(httplib::Response& out, Reply reply, TlsStream& stream) {
   out.set_content_provider(
       size, type, [reply = std::move(reply), &stream](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
         const std::uint64_t end = std::min(reply.delivery.body_bytes, reply.response.body_size());
-        if (offset < end)
-          return write_piece(reply.response, offset, std::min<std::uint64_t>(length, end - offset), sink);
+        const std::chrono::milliseconds interval = reply.delivery.byte_interval;
+        if (interval.count() > 0) length = 1;
+        if (offset < end) {
+          return write_piece(reply.response, offset, std::min<std::uint64_t>(length, end - offset), sink) &&
+                 (interval.count() == 0 || stream.wait(interval));
+        }
         if (reply.delivery.then == Delivery::Then::reset) stream.reset();
         return false;
       });
@@ -134,7 +142,7 @@ void set_body_provider(httplib::Response& out, Reply reply, TlsStream& stream) {
 void write_reply(Reply reply, httplib::Response& out, TlsStream& stream) {
   out.status = reply.response.status;
   for (auto& [name, value] : reply.response.headers) out.headers.emplace(name, value);
-  const bool whole = reply.delivery.then == Delivery::Then::keep_open;
+  const bool whole = reply.delivery.then == Delivery::Then::keep_open && reply.delivery.byte_interval.count() == 0;
   if (reply.delivery.nothing) {
     reply.delivery.then == Delivery::Then::reset ? stream.reset() : stream.close();
   } else if (reply.response.body_size() > 0 && (!whole || reply.response.filler_bytes > 0)) {
@@ -200,13 +208,14 @@ class HttpServer::Implementation final : public httplib::Server {
  private:
   bool process_and_close_socket(socket_t socket) override {
     const OpenSockets::Guard guard(sockets_, socket);
-    TlsStream stream(*context_, socket);
+    TlsStream stream(context_.get(), socket);
     if (!stream.handshake()) return false;
     ++connections_;
+    current_stream = &stream;
     bool last = false;
     while (!last && stream.await_request()) {
-      const bool written =
-          process_request(stream, false, last, [&stream](httplib::Request& in) { in.ssl = stream.session(); });
+      // What a range means is the handler's affair; the library would cut it out of the answer's body.
+      const bool written = process_request(stream, false, last, [](httplib::Request& in) { in.ranges.clear(); });
       // What is no HTTP was answered 400 by the library; where the next request begins is unknown then.
       last = last || !written || !stream.head_complete() || !stream.flush();
     }
@@ -215,7 +224,7 @@ class HttpServer::Implementation final : public httplib::Server {
   }
 
   void answer(const httplib::Request& in, httplib::Response& out) {
-    TlsStream& stream = TlsStream::of(*in.ssl);
+    TlsStream& stream = *current_stream;
     Request request = stream.head();
     request.body = in.body;
     write_reply(handler_(request), out, stream);

@@ -1,4 +1,4 @@
-// The HTTPS server below the simulator: connections, TLS and HTTP; what is answered is its handler's affair.
+// The HTTPS or HTTP server below the simulator: connections, TLS and HTTP; what is answered is its handler's affair.
 #pragma once
 
 #include <cstddef>
@@ -13,10 +13,12 @@ namespace sim {
 
 class HttpServer {
  public:
-  /// Called for every well-formed request, from several threads at once.
+  /// Called for every well-formed request, from several threads at once. The answer to HEAD has no body, but may
+  /// declare a length among its headers.
   using Handler = std::function<Reply(const Request&)>;
 
-  /// Takes the port of 127.0.0.1, 0 for any free one, for itself. Throws std::runtime_error when it is taken.
+  /// Takes the port of 127.0.0.1, 0 for any free one, for itself. Without a context it speaks plain HTTP. Throws
+  /// std::runtime_error when the port is taken.
   HttpServer(std::uint16_t port, SslContextPtr context);
 
   /// Cuts all connections and waits for the handlers that are at work.
@@ -30,7 +32,7 @@ class HttpServer {
 
   std::uint16_t port() const;
 
-  /// Connections accepted so far that got through their TLS handshake.
+  /// Connections accepted so far that got through their TLS handshake, if any.
   std::size_t connections() const;
 
  private:

@@ -59,7 +59,7 @@ class MachineDescription {
       managed["id"] = resource_id(subscription_id_, *disk.managed_disk, resource_type::disk);
       description["managedDisk"] = std::move(managed);
     }
-    if (disk.size_gb != 0) description["diskSizeGB"] = disk.size_gb;
+    if (!disk.size_hidden) description["diskSizeGB"] = disk.size_gb;
     return description;
   }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "sim/derived_text.h"
+#include "sim/disk_content.h"
 #include "sim/resource_id.h"
 
 namespace sim {
@@ -65,8 +66,9 @@ MachineDisk MachineReader::disk(ObjectReader& reader, MachineDisk disk, const st
   disk.vhd = reader.object<Blob>("vhd", [&](ObjectReader& vhd) {
     return Blob{account(vhd), vhd.text("container", "vhds"), vhd.text("blob", disk.name + ".vhd")};
   });
+  disk.content = read_disk_content(reader, disk.size_gb);
   if (!disk.vhd) add_managed_disk(reader, disk, os_type);
-  if (reader.flag("sizeHidden", false)) disk.size_gb = 0;
+  disk.size_hidden = reader.flag("sizeHidden", false);
   return disk;
 }
 
@@ -82,7 +84,8 @@ void MachineReader::add_managed_disk(ObjectReader& reader, MachineDisk& disk, co
                   .size_gb = disk.size_gb,
                   .os_type = os_type,
                   .create_option = disk.create_option,
-                  .machine = machine_});
+                  .machine = machine_,
+                  .content = disk.content});
 }
 
 MachineNic MachineReader::nic(ObjectReader& reader, bool first) {

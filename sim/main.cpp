@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "sim/blob_accounts.h"
 #include "sim/client_files.h"
 #include "sim/generated_world.h"
 #include "sim/private_file.h"
@@ -22,6 +23,8 @@ constexpr int exit_usage = 2;
 struct Arguments {
   std::uint16_t port = 0;
   std::uint16_t blob_port = 0;
+  std::string blob_scheme = "http";
+  bool blob_accounts = false;
   std::filesystem::path world;
   std::vector<int> scale;  // as --generate takes it
   std::filesystem::path tls_dir;
@@ -33,7 +36,13 @@ void describe(CLI::App& app, Arguments& arguments) {
   app.add_option("--port", arguments.port, "port of 127.0.0.1 to listen on; 0 (the default) takes a free one");
   app.add_option(
       "--blob-port", arguments.blob_port,
-      "port of the blob server, for the addresses of storage accounts and VHDs; 0 (the default) writes none");
+      "port of 127.0.0.1 that the blob server (Azurite) listens on; the disks of the world are put there. 0 (the "
+      "default): there is none, and nothing can be read");
+  app.add_option("--blob-scheme", arguments.blob_scheme,
+                 "how the blob server is spoken to: http (the default) or https")
+      ->check(CLI::IsMember({"http", "https"}));
+  app.add_flag("--blob-accounts", arguments.blob_accounts,
+               "print the accounts of the world and their keys as Azurite takes them in AZURITE_ACCOUNTS, and exit");
   auto* world = app.add_option("--world", arguments.world,
                                "JSON file of what the installation holds; default: a small demonstration");
   app.add_option("--generate", arguments.scale,
@@ -53,7 +62,8 @@ void describe(CLI::App& app, Arguments& arguments) {
   app.footer(
       "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests, the clock and the revocation of\n"
       "tokens are at https://localhost:PORT/_sim/.\n"
-      "Exit codes: 0 ended by a signal, 1 could not start (port, world file, directories), 2 wrong arguments.");
+      "Exit codes: 0 ended by a signal, 1 could not start (port, world file, directories, blob\n"
+      "server), 2 wrong arguments.");
 }
 
 /// The same lines for people and for the ready file: what a client has to know.
@@ -125,6 +135,7 @@ void run(const Arguments& arguments) {
   sim::Options options;
   options.port = arguments.port;
   options.blob_port = arguments.blob_port;
+  options.blob_scheme = arguments.blob_scheme;
   options.tls_dir = arguments.tls_dir;
   options.world = world_of(arguments);
   const sim::World world = options.world;
@@ -148,7 +159,11 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& outcome) {
       return app.exit(outcome) == 0 ? 0 : exit_usage;  // --help comes this way too
     }
-    run(arguments);
+    if (arguments.blob_accounts) {
+      std::cout << sim::azurite_accounts(world_of(arguments)) << std::endl;
+    } else {
+      run(arguments);
+    }
     return 0;
   } catch (const std::exception& error) {
     std::cerr << "azurestack-sim: " << error.what() << std::endl;

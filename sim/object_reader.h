@@ -24,6 +24,9 @@ class ObjectReader {
 
   ObjectReader(const Json& value, std::string place);
 
+  /// Whether the member is there; it stays unknown to finish().
+  bool has(const std::string& name) const { return value_.contains(name); }
+
   /// A text that is not empty; the first form wants it to be there.
   std::string text(const std::string& name);
   std::optional<std::string> optional_text(const std::string& name);

@@ -1,6 +1,7 @@
 #include "sim/resource_list_routes.h"
 
 #include "sim/list_page.h"
+#include "sim/operation_routes.h"
 #include "sim/resource_filter.h"
 #include "sim/resource_json.h"
 #include "sim/scope.h"
@@ -19,17 +20,19 @@ struct Entry {
 
 class ResourceList {
  public:
-  ResourceList(const World& world, const Subscription& subscription, const ResourceFilter& filter) : filter_(filter) {
+  ResourceList(const Cloud& cloud, const Subscription& subscription, const ResourceFilter& filter)
+      : cloud_(cloud), filter_(filter) {
     for (const auto& [name, group] : subscription.resource_groups) {
       add(resource_type::machine, name, group.machines);
       add(resource_type::disk, name, group.disks);
+      add(resource_type::snapshot, name, group.snapshots);
       add(resource_type::nic, name, group.nics);
       add(resource_type::security_group, name, group.security_groups);
       add(resource_type::public_address, name, group.public_addresses);
       add(resource_type::network, name, group.networks);
     }
     if (!filter.accepts(resource_type::storage_account)) return;
-    for (const auto& [name, account] : world.storage_accounts) {
+    for (const auto& [name, account] : cloud.world.storage_accounts) {
       if (account.subscription_id != subscription.id) continue;
       entries_.push_back({resource_type::storage_account, account.group, name, account.location, nullptr});
     }
@@ -42,6 +45,7 @@ class ResourceList {
   void add(const std::string& type, const std::string& group, const Named<Resource>& resources) {
     if (!filter_.accepts(type)) return;
     for (const auto& [name, resource] : resources) {
+      if (is_being_made(resource)) continue;
       entries_.push_back({type, group, name, resource.location, tags_of(resource)});
     }
   }
@@ -52,12 +56,21 @@ class ResourceList {
     return nullptr;
   }
 
+  template <typename Resource>
+  bool is_being_made(const Resource& resource) const {
+    if constexpr (requires { resource.operation; }) return in_progress(cloud_, resource.operation);
+    return false;
+  }
+
+  const Cloud& cloud_;
   const ResourceFilter& filter_;
   std::vector<Entry> entries_;
 };
 
 Json entry_json(const Subscription& subscription, const Entry& entry) {
-  Json json = {{"id", resource_id(subscription.id, entry.group, entry.type, entry.name)},
+  const bool account = entry.type == resource_type::storage_account;
+  Json json = {{"id", account ? storage_account_id(subscription.id, entry.group, entry.name)
+                              : resource_id(subscription.id, entry.group, entry.type, entry.name)},
                {"name", entry.name},
                {"type", entry.type},
                {"location", entry.location}};
@@ -75,7 +88,7 @@ void add_resource_list_routes(RouteTable& routes, Cloud& cloud) {
                   [&cloud](const Call& call) {
                     const Subscription& subscription = subscription_of(cloud, call);
                     const ResourceFilter filter(field(call.query, "$filter"));
-                    const ResourceList list(cloud.world, subscription, filter);
+                    const ResourceList list(cloud, subscription, filter);
                     return json_response(
                         200, list_page(cloud, call, list.entries(), LinkForm::resource_manager,
                                        [&](const Entry& entry) { return entry_json(subscription, entry); }));

@@ -28,6 +28,14 @@ using Tags = std::vector<std::pair<std::string, std::string>>;
 /// 2018-03-19 01:21:26 UTC: when everything was created that was there from the start.
 inline constexpr std::int64_t world_creation_time = 1'521'422'486;
 
+struct ByteRange {
+  std::int64_t offset = 0;
+  std::int64_t size = 0;
+};
+
+/// Where a disk holds data from the start; what data, follows from its name. None: a few MiB here and there.
+using DiskContent = std::optional<std::vector<ByteRange>>;
+
 /// A blob of a storage account. Its address is composed when it is told, because it depends on the blob server's port.
 struct Blob {
   std::string account = {};
@@ -38,13 +46,15 @@ struct Blob {
 /// A disk as its machine describes it: with either a VHD or a managed disk.
 struct MachineDisk {
   std::string name = {};
-  int lun = 0;               // of a data disk
-  std::int64_t size_gb = 0;  // 0: the description lacks it, as that of a deallocated machine may
+  int lun = 0;  // of a data disk
+  std::int64_t size_gb = 0;
+  bool size_hidden = false;  // the description lacks it, as that of a deallocated machine may
   std::string caching = "None";
   std::string create_option = "Empty";
   std::optional<Blob> vhd = {};
   std::optional<Reference> managed_disk = {};
   std::string storage_type = {};  // of a managed disk; empty: the description lacks it, only the disk itself tells it
+  DiskContent content = {};       // of a VHD
 };
 
 struct MachineNic {
@@ -94,6 +104,30 @@ struct ManagedDisk {
   std::string create_option = "Empty";
   std::optional<Reference> machine = {};  // that it is attached to
   std::int64_t created = world_creation_time;
+  DiskContent content = {};
+  std::string source_uri = {};  // of an imported disk
+  std::string container = {};   // where its data are; empty until they are somewhere
+  std::string operation = {};   // that creates it; empty when it was there from the start
+};
+
+/// Read access that was granted to a snapshot.
+struct SnapshotAccess {
+  std::string policy = {};  // the stored access policy that the address depends on
+  std::int64_t expiry = 0;
+};
+
+struct Snapshot {
+  std::string location = {};
+  std::string storage_type = {};
+  std::int64_t size_gb = 0;
+  std::string os_type = {};    // empty for that of a data disk
+  std::string source_id = {};  // the disk's id as the client wrote it
+  std::int64_t created = 0;
+  std::optional<Tags> tags = {};
+  std::string container = {};  // of the disk's data
+  std::string data = {};       // the blob server's snapshot of them
+  std::string operation = {};  // that creates it
+  std::optional<SnapshotAccess> access = {};
 };
 
 struct NetworkInterface {
@@ -148,6 +182,7 @@ struct ResourceGroup {
   std::string location = {};
   Named<Machine> machines = {};
   Named<ManagedDisk> disks = {};
+  Named<Snapshot> snapshots = {};
   Named<NetworkInterface> nics = {};
   Named<VirtualNetwork> networks = {};
   Named<SecurityGroup> security_groups = {};

@@ -15,8 +15,10 @@
 #include "sim/login_routes.h"
 #include "sim/machine_routes.h"
 #include "sim/network_routes.h"
+#include "sim/operation_routes.h"
 #include "sim/private_file.h"
 #include "sim/resource_list_routes.h"
+#include "sim/snapshot_routes.h"
 #include "sim/storage_routes.h"
 #include "sim/subscription_routes.h"
 
@@ -43,11 +45,16 @@ class Simulator::Implementation {
     cloud_.endpoints = endpoints_of(options.world, server_.port());
     cloud_.blob_port = options.blob_port;
     cloud_.world = std::move(options.world);
+    cloud_.disks =
+        std::make_unique<DiskStore>(BlobServer{std::move(options.blob_scheme), options.blob_port}, cloud_.world);
+    cloud_.disks->fill(cloud_.world);
     add_login_routes(routes_, cloud_);
     add_subscription_routes(routes_, cloud_);
     add_resource_list_routes(routes_, cloud_);
     add_machine_routes(routes_, cloud_);
     add_disk_routes(routes_, cloud_);
+    add_snapshot_routes(routes_, cloud_);
+    add_operation_routes(routes_, cloud_);
     add_network_routes(routes_, cloud_);
     add_storage_routes(routes_, cloud_);
     add_control_routes(routes_, simulator);

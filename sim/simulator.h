@@ -20,9 +20,13 @@ struct Options {
   /// removed at the end.
   std::filesystem::path tls_dir;
   World world = demo_world();
-  /// Port of the server that holds the blobs of the storage accounts, for the addresses that are told to clients. 0:
-  /// none is written, so that it is the one that https stands for.
+  /// Port on 127.0.0.1 of the server that holds the blobs. It must know the accounts of azurite_accounts(world). The
+  /// simulator puts the disks there when it starts, and writes the port into the addresses that it tells clients. 0:
+  /// there are no blobs, and addresses have no port, so that it is the one that https stands for.
   std::uint16_t blob_port = 0;
+  /// "http" or "https": how the blob server is spoken to. Addresses of exported snapshots have it; those of storage
+  /// accounts and VHDs are always of https, as an Azure Stack tells them.
+  std::string blob_scheme = "http";
   /// The record forgets its oldest request beyond this many, so that a long run does not fill the memory.
   std::size_t record_limit = 100'000;
 };
@@ -35,7 +39,8 @@ struct RecordedRequest : Request {
 /// requests are served.
 class Simulator {
  public:
-  /// Throws std::runtime_error (or a class derived from it) when the port is taken or tls_dir cannot be used.
+  /// Throws std::runtime_error (or a class derived from it) when the port is taken, tls_dir cannot be used or the blob
+  /// server does not take the disks.
   explicit Simulator(Options options = {});
 
   /// Cuts open connections and returns when nothing of the simulator runs any more.

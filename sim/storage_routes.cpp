@@ -11,17 +11,11 @@ const std::vector<std::string> versions = {"2016-01-01", "2017-10-01", "2019-06-
 
 using NamedAccount = Named<StorageAccount>::value_type;
 
-/// The storage provider of an Azure Stack writes the whole path of a tenant's account in small letters.
-std::string account_id(const NamedAccount& account) {
-  return "/subscriptions/" + account.second.subscription_id + "/resourcegroups/" + lower_case(account.second.group) +
-         "/providers/Microsoft.Storage/storageaccounts/" + lower_case(account.first);
-}
-
 /// No file service: an Azure Stack has none. Only the blob server is there to be asked.
 Json account_json(const Cloud& cloud, const NamedAccount& named) {
   const auto& [name, account] = named;
   const std::string other_services = "." + account.endpoint_suffix + "/";
-  return {{"id", account_id(named)},
+  return {{"id", storage_account_id(account.subscription_id, account.group, name)},
           {"kind", "Storage"},
           {"location", account.location},
           {"name", name},

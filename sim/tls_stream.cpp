@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -58,15 +59,15 @@ void split(const sockaddr_in& address, std::string& ip, int& port) {
 
 }  // namespace
 
-TlsStream::TlsStream(SSL_CTX& context, socket_t socket) : ssl_(SSL_new(&context)), socket_(socket) {
+TlsStream::TlsStream(SSL_CTX* context, socket_t socket) : socket_(socket) {
+  if (context == nullptr) return;
+  ssl_.reset(SSL_new(context));
   require(ssl_ != nullptr, "making a TLS session");
   require(SSL_set_fd(ssl_.get(), socket) == 1, "giving a TLS session its socket");
-  SSL_set_app_data(ssl_.get(), this);
 }
 
-TlsStream& TlsStream::of(const SSL& session) { return *static_cast<TlsStream*>(SSL_get_app_data(&session)); }
-
 bool TlsStream::handshake() {
+  if (!ssl_) return true;
   const bool succeeded = SSL_accept(ssl_.get()) == 1;
   ERR_clear_error();
   return succeeded;
@@ -79,11 +80,24 @@ bool TlsStream::await_request() {
   return input_begin_ != input_end_ || fill();
 }
 
+int TlsStream::receive(char* data, int size) {
+  if (!ssl_) return static_cast<int>(::recv(socket_, data, static_cast<std::size_t>(size), 0));
+  const int count = SSL_read(ssl_.get(), data, size);
+  ERR_clear_error();
+  return count;
+}
+
+int TlsStream::send(const char* data, int size) {
+  if (!ssl_) return static_cast<int>(::send(socket_, data, static_cast<std::size_t>(size), MSG_NOSIGNAL));
+  const int count = SSL_write(ssl_.get(), data, size);
+  ERR_clear_error();
+  return count;
+}
+
 bool TlsStream::fill() {
   if (!flush()) return false;  // the client may be waiting for it
-  const int count = SSL_read(ssl_.get(), input_.data(), static_cast<int>(input_.size()));
+  const int count = receive(input_.data(), static_cast<int>(input_.size()));
   if (count <= 0) {
-    ERR_clear_error();
     broken_ = true;
     return false;
   }
@@ -132,16 +146,20 @@ ssize_t TlsStream::write(const char* data, std::size_t size) {
 }
 
 bool TlsStream::flush() {
-  if (!output_.empty() && !broken_)
-    broken_ = SSL_write(ssl_.get(), output_.data(), static_cast<int>(output_.size())) <= 0;
-  ERR_clear_error();
+  // A blocking socket takes everything at once, except when a signal comes in between.
+  for (std::size_t sent = 0; sent < output_.size() && !broken_;) {
+    const int count = send(output_.data() + sent, static_cast<int>(output_.size() - sent));
+    broken_ = count <= 0;
+    if (!broken_) sent += static_cast<std::size_t>(count);
+  }
   output_.clear();
   return !broken_;
 }
 
 void TlsStream::close() {
-  if (flush()) SSL_shutdown(ssl_.get());
+  if (flush() && ssl_) SSL_shutdown(ssl_.get());
   ERR_clear_error();
+  if (!ssl_) ::shutdown(socket_, SHUT_RDWR);
   broken_ = true;
 }
 
@@ -152,6 +170,11 @@ void TlsStream::reset() {
   const sockaddr nowhere{AF_UNSPEC, {}};
   static_cast<void>(connect(socket_, &nowhere, sizeof nowhere));
   broken_ = true;
+}
+
+bool TlsStream::wait(std::chrono::milliseconds duration) {
+  pollfd socket{socket_, POLLIN, 0};
+  return flush() && poll(&socket, 1, static_cast<int>(duration.count())) == 0;
 }
 
 std::uint16_t TlsStream::client_port() const { return ntohs(address_of(socket_, getpeername).sin_port); }

@@ -1,9 +1,10 @@
-// One TLS connection of the server, as the HTTP library's stream.
+// One connection of the server, with TLS or without, as the HTTP library's stream.
 #pragma once
 
 #include <httplib.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -18,10 +19,10 @@ namespace sim {
 /// Works on a blocking socket, which its owner shuts down to end a wait.
 class TlsStream final : public httplib::Stream {
  public:
-  /// The socket stays the caller's.
-  TlsStream(SSL_CTX& context, socket_t socket);
+  /// The socket stays the caller's. Without a context there is no TLS: all is plain.
+  TlsStream(SSL_CTX* context, socket_t socket);
 
-  /// False when the client broke off or speaks no TLS.
+  /// False when the client broke off or speaks no TLS. Nothing to do, and true, without TLS.
   bool handshake();
 
   /// Waits for the first byte of the next request and forgets the one before. False at the connection's end.
@@ -34,17 +35,17 @@ class TlsStream final : public httplib::Stream {
   /// Sends what was written so far. False when the connection is broken.
   bool flush();
 
-  /// Says good-bye in TLS, so that the client can tell an end from a cut.
+  /// Says good-bye, in TLS too, so that the client can tell an end from a cut.
   void close();
 
   /// Sends what was written and then a TCP reset in place of a good-bye.
   void reset();
 
-  std::uint16_t client_port() const;
+  /// Waits for so long, or less when the connection ends. False at the connection's end. To be called between a
+  /// request and the next one, when the client has nothing to say.
+  bool wait(std::chrono::milliseconds duration);
 
-  /// The stream behind a request of the library that was marked with session().
-  static TlsStream& of(const SSL& session);
-  const SSL* session() const { return ssl_.get(); }
+  std::uint16_t client_port() const;
 
   bool is_readable() const override { return !broken_; }
   bool is_writable() const override { return !broken_; }
@@ -55,11 +56,14 @@ class TlsStream final : public httplib::Stream {
   socket_t socket() const override { return socket_; }
 
  private:
+  /// Bytes received or sent, not positive at the connection's end; as SSL_read and SSL_write.
+  int receive(char* data, int size);
+  int send(const char* data, int size);
   bool fill();
   std::size_t read_head(char* data, std::size_t size);
   void finish_head();
 
-  SslPtr ssl_;
+  SslPtr ssl_;  // empty without TLS
   socket_t socket_;
   bool broken_ = false;
 

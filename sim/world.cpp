@@ -6,7 +6,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "sim/blob_accounts.h"
 #include "sim/derived_text.h"
+#include "sim/disk_content.h"
 #include "sim/machine_reader.h"
 #include "sim/object_reader.h"
 
@@ -38,6 +40,7 @@ class WorldReader {
     world_.tenant_id = reader.text("tenantId");
     world_.audience = reader.text("audience");
     world_.token_lifetime_seconds = reader.positive_number("tokenLifetimeSeconds", world_.token_lifetime_seconds);
+    world_.operation_polls = reader.number("operationPolls", world_.operation_polls);
     world_.page_size = static_cast<std::size_t>(reader.number("pageSize", 0));
     world_.aad_clients = reader.list<AadClient>("aadClients", [](ObjectReader& client) {
       return AadClient{client.text("clientId"), client.text("clientSecret")};
@@ -75,7 +78,8 @@ class WorldReader {
       return ManagedDisk{.location = group.location,
                          .storage_type = disk.text("storageType", "Standard_LRS"),
                          .size_gb = disk.positive_number("sizeGB"),
-                         .os_type = disk.text("osType", "")};
+                         .os_type = disk.text("osType", ""),
+                         .content = read_disk_content(disk, disk.positive_number("sizeGB"))};
     });
     read_named<VirtualNetwork>(reader, "virtualNetworks", group.networks,
                                [&group](ObjectReader& network) { return read_network(network, group.location); });
@@ -107,6 +111,7 @@ class WorldReader {
   StorageAccount read_account(ObjectReader& reader, const std::string& subscription_id, const std::string& group,
                               const std::string& location) const {
     const std::string name = reader.host_name("name");
+    if (name == managed_disk_account) reader.fail("name", "'" + name + "' is the installation's own");
     StorageAccount account{.subscription_id = subscription_id, .group = group, .location = location};
     account.endpoint_suffix = reader.text("endpointSuffix", world_.region + "." + world_.domain);
     account.keys = reader.texts("keys");

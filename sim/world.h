@@ -42,6 +42,7 @@ struct World {
   std::string audience;  // the one "resource" that tokens are given out for
   std::int64_t token_lifetime_seconds = 3600;
   std::size_t page_size = 0;  // elements on a page of a list; 0: no list comes in pages
+  int operation_polls = 2;    // how often an asynchronous operation is told to be in progress before it has ended
   std::vector<AadClient> aad_clients;
   std::vector<AdfsUser> adfs_users;
   std::vector<VmSize> vm_sizes = standard_vm_sizes();

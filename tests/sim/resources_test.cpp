@@ -88,15 +88,14 @@ TEST_F(SimulatorTest, FiltersResourcesByTheirTypes) {
       nlohmann::json::parse(client.get(management(production + "/resources?api-version=2018-09-01"), {token}).body);
   EXPECT_EQ(all.at("value").size(), 12U);
   EXPECT_EQ(all.at("value").back().at("id"), production +
-                                                 "/resourceGroups/Data_RG.1/providers/Microsoft.Storage/"
-                                                 "storageAccounts/demodisks1");
+                                                 "/resourcegroups/data_rg.1/providers/Microsoft.Storage/"
+                                                 "storageaccounts/demodisks1");
 }
 
 sim::Options in_pages() {
   sim::Options options;
   options.world = sim::generate_world({.subscriptions = 1, .groups = 5, .machines = 7, .data_disks = 0});
   options.world.page_size = 3;
-  options.blob_port = 10'000;
   return options;
 }
 
@@ -139,22 +138,6 @@ TEST_F(PagesTest, AreWalkedByTheirLinks) {
     EXPECT_EQ(pages, test.pages) << test.path;
     EXPECT_EQ(ids.size(), test.elements) << test.path;
   }
-}
-
-TEST_F(PagesTest, BlobAddressesCarryTheBlobServersPort) {
-  const auto accounts = nlohmann::json::parse(
-      client
-          .get(management(subscription + "/providers/Microsoft.Storage/storageAccounts?api-version=2017-10-01"),
-               {token})
-          .body);
-  EXPECT_EQ(accounts["value"][0]["properties"]["primaryEndpoints"]["blob"],
-            "https://store0001.blob.local.azurestack.localhost:10000/");
-  const Answer machine = client.get(
-      management(subscription + "/resourcegroups/group-001/providers/Microsoft.Compute/virtualMachines/vm-00001?"
-                                "api-version=2017-12-01"),
-      {token});
-  EXPECT_THAT(machine.body,
-              HasSubstr("\"https://store0001.blob.local.azurestack.localhost:10000/vhds/vm-00001-os.vhd\""));
 }
 
 TEST(GeneratedWorld, HasTheScaleAndTheSharesAskedFor) {
