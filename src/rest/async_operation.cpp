@@ -74,6 +74,12 @@ void AzureStackPi_HttpClient::HandleHttpWaitandKeepAlive(int seconds, aapi_keepa
   }
 }
 
+Status AzureStackPi_HttpClient::FollowOperation(HttpRequest request, const std::string& header_block) {
+  request.block_type = kLongRequest;
+  PrepareKeepAlive(request);
+  return AsyncHttpRequestHandling(request, {{}, header_block});
+}
+
 Status AzureStackPi_HttpClient::AsyncHttpRequestHandling(const HttpRequest& request, const _Response& response) {
   const FunctionLog log(__func__);
   if (response.header.empty() || request.block_type != kLongRequest) {

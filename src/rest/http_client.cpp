@@ -90,6 +90,16 @@ Status AzureStackPi_HttpClient::EnsureToken() {
   return kOk;
 }
 
+void AzureStackPi_HttpClient::PrepareKeepAlive(const HttpRequest& request) {
+  keepalive_ = request.keepalive;
+  if (request.block_type != kShortRequest && keepalive_ == nullptr) {
+    const FunctionLog log(kSend);
+    log.flow("Assigning default keepalive callback i.e. send_keepalive_callback");
+    keepalive_ = send_keepalive_callback;
+  }
+  keepalive_interval_ = KeepAliveInterval();
+}
+
 Status AzureStackPi_HttpClient::PrepareTransfer(HttpTransfer& transfer, const HttpRequest& request,
                                                 _Response& response) {
   if (verbose_) {
@@ -108,13 +118,7 @@ Status AzureStackPi_HttpClient::PrepareTransfer(HttpTransfer& transfer, const Ht
   if (request.redirect == Redirect::kFollow) {
     transfer.FollowRedirects();
   }
-  keepalive_ = request.keepalive;
-  if (request.block_type != kShortRequest && keepalive_ == nullptr) {
-    const FunctionLog log(kSend);
-    log.flow("Assigning default keepalive callback i.e. send_keepalive_callback");
-    keepalive_ = send_keepalive_callback;
-  }
-  keepalive_interval_ = KeepAliveInterval();
+  PrepareKeepAlive(request);
   return kOk;
 }
 

@@ -23,6 +23,11 @@ class AzureStackPi_HttpClient {
   /// operation, or the keep-alive's result when that asks to stop.
   Status SendHttpRequest(const HttpRequest& request, _Response& response);
 
+  /// Follows the operation that the header block of an earlier answer names to its end, as SendHttpRequest does for a
+  /// long request; of the request its header lines, keep-alive and proxy are used. Returns 0 at once when the block
+  /// names none; else 0 when the operation succeeded, or a status as SendHttpRequest.
+  Status FollowOperation(HttpRequest request, const std::string& header_block);
+
   /// HTTP status of the last attempt, 0 when there was no answer. Polls of an operation do not change it.
   long GetHttpStatusCode() const { return http_status_; }
 
@@ -44,6 +49,7 @@ class AzureStackPi_HttpClient {
   enum class Next { kEnd, kRepeat };
 
   Status EnsureToken();
+  void PrepareKeepAlive(const HttpRequest& request);
   Status PrepareTransfer(HttpTransfer& transfer, const HttpRequest& request, _Response& response);
   Status RunAttempts(HttpTransfer& transfer, const HttpRequest& request, _Response& response);
   Status Attempt(HttpTransfer& transfer, const HttpRequest& request, _Response& response, int attempt);
