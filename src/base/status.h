@@ -32,6 +32,10 @@ enum : Status {
   kSnapshotFailed = 6658,
   kParameterNotFound = 6661,
   kConfigurationNotFound = 6662,
+  kNoAccessAddress = 6777,  // of an exported snapshot
+  kExportFailed = 6778,
+  kCancelExportFailed = 6779,
+  kDeleteSnapshotFailed = 6780,
   kAsyncNoStatus = 6784,
   kAsyncInProgress = 6785,
   kAsyncFailed = 6786,

@@ -1,6 +1,7 @@
 #include "src/blob/azure_disk_snapshots.h"
 
 #include "src/base/logging.h"
+#include "src/blob/managed_disk_snapshots.h"
 
 namespace azurestackpi {
 namespace {
@@ -12,11 +13,11 @@ Status NotYet(const char* function, const std::string& disk) {
 
 }  // namespace
 
-Status AzureDiskSnapshots::CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& /*server*/,
-                                                     const std::string& /*snapshot_name*/, const std::string& /*tag*/,
-                                                     vm_managed_disk_t& disk, std::string* /*async_url*/,
-                                                     EBlockType /*block_type*/) {
-  return NotYet(__func__, disk.m_disk_id);
+Status AzureDiskSnapshots::CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& server, const std::string& snapshot_name,
+                                                     const std::string& tag, vm_managed_disk_t& disk,
+                                                     std::string* async_url, EBlockType block_type) {
+  return azurestackpi::CreateManagedDiskSnapshot(&server, snapshot_name.c_str(), tag.c_str(), disk, async_url,
+                                                 block_type);
 }
 
 Status AzureDiskSnapshots::CreateSnapshot(const std::string& uri, const std::string& /*snapshot_name*/,
