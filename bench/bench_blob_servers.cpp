@@ -1,7 +1,5 @@
 // What the blob benchmarks stand on: their own range server beside nginx, and what the delaying relay adds and carries.
-#include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <string>
 
 #include "bench/delay_relay.h"
@@ -14,7 +12,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using bench::kMib;
 
 constexpr std::uint64_t kDiskSize = 64 * bench::kGib;
 constexpr std::size_t kTransfers = 8;
@@ -23,7 +20,7 @@ bool OwnBesideNginx(const bench::RangeServer& own, const bench::Scale& scale) {
   const bench::NginxServer nginx(kDiskSize);
   const auto blocks = bench::CutIntoBlocks({{0, scale.bytes}});
   bool within = true;
-  for (const long buffer : bench::kBufferSizes) {
+  for (const long buffer : {16L * 1024, 128L * 1024, 512L * 1024}) {
     const bench::Sides sides = bench::MeasureSides(
         scale.rounds, [&] { bench::ReadSerially(bench::AddressAt(own.port()), blocks, buffer); },
         [&] { bench::ReadSerially(nginx.address(), blocks, buffer); });
@@ -56,12 +53,4 @@ bool Run(const bench::Scale& scale) {
 
 }  // namespace
 
-int main(int count, char** arguments) {
-  try {
-    bench::LeaveProcessorToServers();
-    return Run(bench::ScaleOf(count, arguments)) ? 0 : 1;
-  } catch (const std::exception& failure) {
-    static_cast<void>(std::fprintf(stderr, "FAILED: %s\n", failure.what()));
-    return 1;
-  }
-}
+int main(int count, char** arguments) { return bench::MainOf(count, arguments, Run); }

@@ -1,5 +1,6 @@
 #include "bench/child_process.h"
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -13,6 +14,8 @@
 #include <exception>
 #include <filesystem>
 #include <system_error>
+
+#include "bench/descriptor.h"
 
 namespace bench {
 namespace {
@@ -43,7 +46,8 @@ void Execute(std::vector<std::string> arguments) {
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
-  dup2(STDERR_FILENO, STDOUT_FILENO);
+  const Descriptor nowhere = Checked(open("/dev/null", O_WRONLY | O_CLOEXEC), "/dev/null");
+  dup2(nowhere.get(), STDOUT_FILENO);
   execvp(pointers[0], pointers.data());
   throw std::system_error(errno, std::generic_category(), arguments[0]);
 }

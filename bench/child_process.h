@@ -16,7 +16,7 @@ class ChildProcess {
   /// while this process has one thread. Throws std::system_error.
   explicit ChildProcess(const std::function<void()>& body);
 
-  /// Runs a program with its standard output going to standard error; arguments[0] is looked up in PATH.
+  /// Runs a program, without what it says on standard output; arguments[0] is looked up in PATH.
   explicit ChildProcess(const std::vector<std::string>& arguments);
 
   /// Terminates the process and waits for its end.

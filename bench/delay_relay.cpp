@@ -20,27 +20,48 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct Pipe {
+constexpr unsigned kSpliceFlags = SPLICE_F_MOVE | SPLICE_F_NONBLOCK;
+
+/// A pipe that holds 1 MiB, which is what the system grants everybody.
+class Pipe {
+ public:
   Pipe() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_NONBLOCK | O_CLOEXEC) != 0) {
       throw std::system_error(errno, std::generic_category(), "pipe2");
     }
-    out = Descriptor(ends[0]);
-    in = Descriptor(ends[1]);
-    for (int size = kMostOnTheWay; size > 65536 && fcntl(in.get(), F_SETPIPE_SZ, size) < 0;) size /= 2;
+    out_ = Descriptor(ends[0]);
+    in_ = Descriptor(ends[1]);
+    fcntl(in_.get(), F_SETPIPE_SZ, kCapacity);
   }
-  static constexpr int kMostOnTheWay = 16 * 1024 * 1024;
-  Descriptor out;
-  Descriptor in;
+
+  bool empty() const { return held_ == 0; }
+
+  /// As splice: bytes moved, 0 at the end of the socket's, -1 with errno.
+  ssize_t Take(int socket) {
+    const ssize_t got = splice(socket, nullptr, in_.get(), nullptr, kCapacity, kSpliceFlags);
+    held_ += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    return got;
+  }
+  ssize_t Give(int socket, std::size_t size) {
+    const ssize_t given = splice(out_.get(), nullptr, socket, nullptr, size, kSpliceFlags);
+    held_ -= static_cast<std::size_t>(std::max<ssize_t>(given, 0));
+    return given;
+  }
+
+ private:
+  static constexpr int kCapacity = 1024 * 1024;
+  Descriptor out_;
+  Descriptor in_;
+  std::size_t held_ = 0;
 };
 
-/// The bytes of one direction of a connection, waiting in a pipe for their time.
+/// The bytes of one direction of a connection, waiting for their time in as many pipes as it takes.
 class Direction {
  public:
-  Direction(int from, int to, Clock::duration delay) : from_(from), to_(to), delay_(delay) {}
+  Direction(int from, int to, Clock::duration delay) : from_(from), to_(to), delay_(delay), pipes_(1) {}
 
-  short from_events() const { return ended_ || full_ ? short{0} : short{POLLIN}; }
+  short from_events() const { return ended_ ? short{0} : short{POLLIN}; }
   short to_events() const { return blocked_ ? short{POLLOUT} : short{0}; }
   bool finished() const { return ended_ && waiting_.empty(); }
 
@@ -51,11 +72,12 @@ class Direction {
 
   /// Takes in what came. Returns false when the connection is broken.
   bool Receive() {
-    const ssize_t got = splice(from_, nullptr, pipe_.in.get(), nullptr, Pipe::kMostOnTheWay, kFlags);
-    if (got < 0) {
-      full_ = !waiting_.empty();  // the sender was ready, so it was the pipe that had no room
-      return errno == EAGAIN;
+    ssize_t got = pipes_.back().Take(from_);
+    if (got < 0 && errno == EAGAIN && !pipes_.back().empty()) {
+      AddPipe();  // the sender was ready, so it was the pipe that had no room
+      got = pipes_.back().Take(from_);
     }
+    if (got < 0) return errno == EAGAIN;
     ended_ = got == 0;
     waiting_.push_back({Clock::now() + delay_, static_cast<std::size_t>(got)});
     return true;
@@ -67,13 +89,13 @@ class Direction {
     while (!waiting_.empty() && waiting_.front().due <= Clock::now()) {
       Chunk& chunk = waiting_.front();
       if (chunk.size > 0) {
-        const ssize_t sent = splice(pipe_.out.get(), nullptr, to_, nullptr, chunk.size, kFlags);
+        const ssize_t sent = pipes_.front().Give(to_, chunk.size);
         if (sent <= 0) {
           blocked_ = sent < 0 && errno == EAGAIN;
           return blocked_;
         }
         chunk.size -= static_cast<std::size_t>(sent);
-        full_ = false;
+        if (pipes_.front().empty() && pipes_.size() > 1) spare_.splice(spare_.begin(), pipes_, pipes_.begin());
       } else {
         shutdown(to_, SHUT_WR);
       }
@@ -85,17 +107,21 @@ class Direction {
  private:
   struct Chunk {
     Clock::time_point due;
-    std::size_t size;  // 0: the sender's end
+    std::size_t size;  // all in one pipe; 0: the sender's end
   };
-  static constexpr unsigned kFlags = SPLICE_F_MOVE | SPLICE_F_NONBLOCK;
+
+  void AddPipe() {
+    if (spare_.empty()) spare_.emplace_back();
+    pipes_.splice(pipes_.end(), spare_, spare_.begin());
+  }
 
   int from_;
   int to_;
   Clock::duration delay_;
-  Pipe pipe_;
+  std::list<Pipe> pipes_;  // in the order of the bytes; never none
+  std::list<Pipe> spare_;
   std::deque<Chunk> waiting_;
   bool ended_ = false;
-  bool full_ = false;
   bool blocked_ = false;
 };
 

@@ -13,8 +13,7 @@ namespace bench {
 
 class DelayRelay {
  public:
-  /// target: a port of 127.0.0.1. one_way: what each direction takes; a round trip takes twice that. Up to 16 MiB a
-  /// direction of a connection are on their way at once where the system lets a pipe hold that (as root), else 1 MiB.
+  /// target: a port of 127.0.0.1. one_way: what each direction takes; a round trip takes twice that.
   DelayRelay(std::uint16_t target, std::chrono::microseconds one_way);
 
   std::uint16_t port() const { return listener_.port; }

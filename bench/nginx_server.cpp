@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "bench/descriptor.h"
+#include "bench/range_server.h"
 
 namespace bench {
 namespace {
@@ -30,8 +31,8 @@ NginxServer::NginxServer(std::uint64_t size) : port_(FreePort()) {
   if (!std::filesystem::exists(kProgram) || !std::filesystem::exists(kModule)) {
     throw std::runtime_error("nginx is missing: apt-get install nginx-light libnginx-mod-http-headers-more-filter");
   }
-  const std::string file = folder_.path() + "/files/disk.vhd";
-  std::filesystem::create_directories(folder_.path() + "/files");
+  const std::string file = folder_.path() + "/files/account/container/disk.vhd";
+  std::filesystem::create_directories(folder_.path() + "/files/account/container");
   std::ofstream(file).close();
   std::filesystem::resize_file(file, size);
   // Started by root, nginx reads its files as another user.
@@ -42,8 +43,6 @@ NginxServer::NginxServer(std::uint64_t size) : port_(FreePort()) {
   AwaitPort(port_, "nginx");
 }
 
-std::string NginxServer::address() const {
-  return "http://127.0.0.1:" + std::to_string(port_) + "/disk.vhd?sv=2015-04-05&sr=b&sp=r&sig=c2lnbmF0dXJl";
-}
+std::string NginxServer::address() const { return AddressAt(port_); }
 
 }  // namespace bench

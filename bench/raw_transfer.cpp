@@ -142,6 +142,10 @@ void RawTransfer::SetHeaders(const PageRange& range, bool write) {
   curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
 }
 
+const std::byte* ContentOf(const PageRange& block, const std::vector<std::byte>& data) {
+  return data.data() + block.offset % (data.size() - kBlock);
+}
+
 void ReadSerially(const std::string& url, const std::vector<PageRange>& blocks, long buffer_size) {
   RawTransfer transfer(url, buffer_size, kBlock);
   for (const PageRange& block : blocks) {
@@ -154,7 +158,7 @@ void WriteSerially(const std::string& url, const std::vector<PageRange>& blocks,
                    long buffer_size) {
   RawTransfer transfer(url + "&comp=page", buffer_size, kBlock);
   for (const PageRange& block : blocks) {
-    transfer.PreparePut(block, data.data() + block.offset % (data.size() - kBlock + 1));
+    transfer.PreparePut(block, ContentOf(block, data));
     transfer.Perform();
   }
 }

@@ -16,9 +16,6 @@ namespace bench {
 
 using azurestoragewrapper::PageRange;
 
-/// Sizes of curl's receive or send buffer that are worth trying, in bytes.
-constexpr long kBufferSizes[] = {16L * 1024, 128L * 1024, 512L * 1024};
-
 struct HandleDeleter {
   void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
 };
@@ -60,6 +57,9 @@ class RawTransfer {
   const std::byte* source_ = nullptr;
   std::size_t source_left_ = 0;
 };
+
+/// What a block of at most 4 MiB is written with: a part of data, which is longer than that.
+const std::byte* ContentOf(const PageRange& block, const std::vector<std::byte>& data);
 
 /// One request for each of the blocks, one after the other over one connection.
 void ReadSerially(const std::string& url, const std::vector<PageRange>& blocks, long buffer_size);

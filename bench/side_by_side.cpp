@@ -1,7 +1,11 @@
 #include "bench/side_by_side.h"
 
+#include <cstdlib>
+#include <exception>
 #include <stdexcept>
 #include <string>
+
+#include "bench/child_process.h"
 
 namespace bench {
 namespace {
@@ -21,8 +25,7 @@ bool PrintRatio(const char* what, double ratio, double bound) {
   return within;
 }
 
-}  // namespace
-
+// Throws std::invalid_argument for what is no option.
 Scale ScaleOf(int count, char** arguments) {
   Scale scale;
   for (int i = 1; i < count; ++i) {
@@ -32,6 +35,20 @@ Scale ScaleOf(int count, char** arguments) {
     scale = {3, scale.bytes / 16};
   }
   return scale;
+}
+
+}  // namespace
+
+int MainOf(int count, char** arguments, bool (*run)(const Scale&)) {
+  try {
+    setenv("no_proxy", "*", 1);
+    LeaveProcessorToServers();
+    if (run(ScaleOf(count, arguments))) return 0;
+    std::printf("FAILED\n");
+  } catch (const std::exception& failure) {
+    static_cast<void>(std::fprintf(stderr, "FAILED: %s\n", failure.what()));
+  }
+  return 1;
 }
 
 bool ReportSides(std::string_view title, std::string_view subject_name, std::string_view raw_name, std::uint64_t bytes,

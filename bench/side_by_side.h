@@ -18,8 +18,10 @@ struct Scale {
   std::uint64_t bytes = 2ULL << 30U;  // of each side in each round
 };
 
-/// --quick: a sixteenth of the bytes and three rounds, for development. Throws std::invalid_argument for others.
-Scale ScaleOf(int count, char** arguments);
+/// What a benchmark's main does: keeps this process off the servers' processor, forbids proxies and runs. Returns 0, or
+/// 1 when run returns false or throws. The argument --quick means a sixteenth of the bytes and three rounds, for
+/// development.
+int MainOf(int count, char** arguments, bool (*run)(const Scale&));
 
 /// What the median of the first side may be of the second's; 0: not bound.
 struct Bounds {
@@ -75,6 +77,23 @@ Sides MeasureSides(int rounds, Subject&& subject, Raw&& raw) {
     raw_times.Add(raw);
   }
   return {subject_times.cost(), raw_times.cost()};
+}
+
+/// The size of curl's buffer, in bytes, with which a raw transfer is fastest here.
+template <typename Transfer>
+long FastestBuffer(Transfer&& transfer) {
+  long best = 0;
+  double best_seconds = 0;
+  for (const long size : {16L * 1024, 128L * 1024, 512L * 1024}) {
+    std::vector<double> seconds;
+    for (int i = 0; i < 3; ++i) seconds.push_back(Seconds([&] { transfer(size); }));
+    const double median = SpreadOf(seconds).median;
+    if (best == 0 || median < best_seconds) {
+      best = size;
+      best_seconds = median;
+    }
+  }
+  return best;
 }
 
 /// Prints both sides, each moving `bytes` a round, with their ratios. Returns false, and says so, when one is beyond
