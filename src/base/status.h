@@ -36,6 +36,7 @@ enum : Status {
   kExportFailed = 6778,
   kCancelExportFailed = 6779,
   kDeleteSnapshotFailed = 6780,
+  kSnapshotBlobNotFound = 6783,
   kAsyncNoStatus = 6784,
   kAsyncInProgress = 6785,
   kAsyncFailed = 6786,

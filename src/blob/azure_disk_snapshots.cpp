@@ -1,17 +1,9 @@
 #include "src/blob/azure_disk_snapshots.h"
 
-#include "src/base/logging.h"
 #include "src/blob/managed_disk_snapshots.h"
+#include "src/blob/page_blob_snapshots.h"
 
 namespace azurestackpi {
-namespace {
-
-Status NotYet(const char* function, const std::string& disk) {
-  FunctionLog(function).error("Snapshots of disks are not supported yet: %s", disk.c_str());
-  return kOperationFailed;
-}
-
-}  // namespace
 
 Status AzureDiskSnapshots::CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& server, const std::string& snapshot_name,
                                                      const std::string& tag, vm_managed_disk_t& disk,
@@ -20,14 +12,14 @@ Status AzureDiskSnapshots::CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& s
                                                  block_type);
 }
 
-Status AzureDiskSnapshots::CreateSnapshot(const std::string& uri, const std::string& /*snapshot_name*/,
-                                          const std::string& /*tag*/, aapi_keepalive_fn /*keepalive*/) {
-  return NotYet(__func__, uri);
+Status AzureDiskSnapshots::CreateSnapshot(const std::string& uri, const std::string& snapshot_name,
+                                          const std::string& tag, aapi_keepalive_fn keepalive) {
+  return azurestackpi::CreateSnapshot(uri, snapshot_name, tag, keepalive);
 }
 
-Status AzureDiskSnapshots::DeleteSnapshot(const std::string& uri, const std::string& /*snapshot_name*/,
-                                          const std::string& /*tag*/, aapi_keepalive_fn /*keepalive*/) {
-  return NotYet(__func__, uri);
+Status AzureDiskSnapshots::DeleteSnapshot(const std::string& uri, const std::string& snapshot_name,
+                                          const std::string& tag, aapi_keepalive_fn keepalive) {
+  return azurestackpi::DeleteSnapshot(uri, snapshot_name, tag, keepalive);
 }
 
 }  // namespace azurestackpi

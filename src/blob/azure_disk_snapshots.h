@@ -5,7 +5,7 @@
 
 namespace azurestackpi {
 
-/// Cannot take or delete snapshots of page blobs yet: those calls return 6614 with an error line that names the disk.
+/// Managed disks through Resource Manager, unmanaged ones through the blob service.
 class AzureDiskSnapshots final : public DiskSnapshots {
  public:
   Status CreateManagedDiskSnapshot(aapi_pgn_server_handle_s& server, const std::string& snapshot_name,
