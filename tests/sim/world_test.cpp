@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "sim/client_files.h"
+#include "sim/disk_content.h"
 
 namespace sim_test {
 namespace {
@@ -65,6 +66,13 @@ TEST(World, ErrorsNameTheMember) {
        "machines[0].dataDisks[0].lun: must be a whole number from 0 on"},
       {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"vhd":{"account":"a"}}])"),
        "machines[0].dataDisks[0].vhd.account: names no storage account"},
+      {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"content":[{"offsetMB":1000,"sizeMB":25}]}])"),
+       "machines[0].dataDisks[0].content[0].sizeMB: reaches beyond the disk's end"},
+      {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"content":[{"sizeMB":2},{"offsetMB":1,"sizeMB":1}]}])"),
+       "machines[0].dataDisks[0].content[1].offsetMB: lies before the end of the range before it"},
+      {with_group(R"("disks":[{"name":"d","sizeGB":1,"dataMB":1,"fragments":257}])"),
+       "disks[0].fragments: leaves less than 4 KiB for each"},
+      {with_group(R"("disks":[{"name":"d","sizeGB":1,"fragments":2}])"), "disks[0].fragments: is not known"},
       {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"resourceGroup":"h"}])"),
        "machines[0].dataDisks[0].resourceGroup: names no group"},
       {with_machine(R"("networkInterfaces":[{"name":"i"}])"),
@@ -80,6 +88,30 @@ TEST(World, ErrorsNameTheMember) {
   for (const auto& [json, message] : resource_cases) EXPECT_EQ(error_of(json), group + message);
   EXPECT_THAT(error_of("{"), testing::StartsWith("w.json: "));
   EXPECT_THROW(sim::load_world("/does/not/exist.json"), std::runtime_error);
+}
+
+TEST(DiskContent, IsSpreadFromStartToEnd) {
+  const auto content_of = [](const std::string& member) {
+    const sim::World world = sim::parse_world(
+        R"({"region":"r","domain":"d.localhost","tenantId":"t","audience":"a","subscriptions":[{"id":"1",)"
+        R"("displayName":"x","resourceGroups":[{"name":"g","disks":[{"name":"d","sizeGB":1)" +
+            member + "}]}]}]}",
+        "w.json");
+    return sim::data_ranges(world.subscriptions[0].resource_groups.at("g").disks.at("d").content, 1 << 30);
+  };
+  for (const char* member : {"", R"(,"dataMB":10,"fragments":7)", R"(,"dataMB":1024,"fragments":1000)"}) {
+    std::int64_t end = 0;
+    for (const sim::ByteRange& range : content_of(member)) {
+      EXPECT_GE(range.offset, end) << member;
+      EXPECT_EQ(range.offset % 4096, 0) << member;
+      EXPECT_EQ(range.size % 4096, 0) << member;
+      end = range.offset + range.size;
+    }
+    EXPECT_LE(end, 1 << 30) << member;
+    EXPECT_GT(end, (1 << 30) - (2 << 20)) << member;
+  }
+  EXPECT_EQ(content_of(R"(,"dataMB":10,"fragments":7)").size(), 7U);
+  EXPECT_TRUE(content_of(R"(,"content":[])").empty());
 }
 
 TEST(ClientFiles, PointAClientAtTheSimulator) {
