@@ -393,7 +393,7 @@ TEST_F(DiscoveryTest, ASnapshotThatFailsDoesNotFailTheDiscovery) {
   ServeGroup("rg", {{"m1"}});
   EXPECT_EQ(Discover("/sub/rg"), kOk);
   EXPECT_TRUE(
-      log.contains(4, "Snapshots of disks are not supported yet: " + Id("Disks", "Microsoft.Compute/disks", "m1-os")));
+      log.contains(4, "Failed to create snapshot for " + Id("Disks", "Microsoft.Compute/disks", "m1-os") + " disk"));
   EXPECT_EQ(MachinesIn("w.wl.1"), "m1");
   EXPECT_EQ(clock.pauses(), std::vector<std::int64_t>{});
 }
