@@ -229,10 +229,15 @@ void BlobReadStream::receive_into(Piece& piece, std::byte* buffer) {
   piece.reader = nullptr;
 }
 
-// One pause serves all pieces that failed meanwhile.
+// One pause serves all pieces that failed meanwhile: the longest that the service asks for.
 void BlobReadStream::repeat_failed(Piece& front) {
-  const Failure failure = *front.failure;
-  if (!may_repeat(client_.options, Repeat::always, failure, front.repeats)) throw azurestorage_exception(failure);
+  if (!may_repeat(client_.options, Repeat::always, *front.failure, front.repeats)) {
+    throw azurestorage_exception(*front.failure);
+  }
+  Failure failure = *front.failure;
+  for (const auto& piece : window_) {
+    if (piece->failure) failure.retry_after = std::max(failure.retry_after, piece->failure->retry_after);
+  }
   pause_before_repeat(client_.options, failure, front.repeats);
   for (const auto& piece : window_) {
     if (!piece->failure || !piece->failure->retryable) continue;

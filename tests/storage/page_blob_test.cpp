@@ -1,0 +1,138 @@
+#include "storage/page_blob.h"
+
+#include "sim/simulator.h"
+#include "tests/storage/blob_fixture.h"
+
+namespace azurestoragewrapper {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Ranges = std::vector<PageRange>;
+constexpr std::uint64_t kGiB = std::uint64_t{1} << 30U;
+
+class PageBlobTest : public BlobFixture {
+ protected:
+  /// 40 GiB with two ranges, one over a border of the windows.
+  void make_large_blob() {
+    page_blob blob = create(40 * kGiB);
+    store(blob, 3 * kGiB, random_bytes(4096));
+    store(blob, 16 * kGiB - 512, random_bytes(1024));
+  }
+  Ranges ranges_behind_proxy() {
+    azurestoragewrapper_VHD_Metadata metadata;
+    behind_proxy().download_page_ranges(metadata);
+    EXPECT_EQ(metadata.display_size, 40 * kGiB);
+    EXPECT_EQ(metadata.number_of_ranges, metadata.ranges.size());
+    EXPECT_EQ(metadata.metadata_size, 40 + 16 * metadata.ranges.size());
+    EXPECT_EQ(metadata.allocated_size, 4096U + 1024U);
+    EXPECT_EQ(metadata.padding, 0U);
+    return metadata.ranges;
+  }
+  const Ranges large_ranges = {{3 * kGiB, 4096}, {16 * kGiB - 512, 1024}};
+};
+
+TEST_F(PageBlobTest, ThePageListIsAskedInWindowsThatGrow) {
+  make_large_blob();
+  EXPECT_EQ(ranges_behind_proxy(), large_ranges);
+  EXPECT_EQ(asked_ranges("GET", "comp=pagelist"), (Ranges{{0, 16 * kGiB}, {16 * kGiB, 24 * kGiB}}));
+}
+
+TEST_F(PageBlobTest, AWindowThatTakesTooLongIsAskedInHalves) {
+  make_large_blob();
+  fault("GET", "pagelist", status(500, {{"x-ms-error-code", "OperationTimedOut"}}), 1, 2);
+  EXPECT_EQ(ranges_behind_proxy(), large_ranges);
+  EXPECT_EQ(asked_ranges("GET", "comp=pagelist"), (Ranges{{0, 16 * kGiB},
+                                                          {0, 8 * kGiB},
+                                                          {0, 4 * kGiB},
+                                                          {4 * kGiB, 8 * kGiB},
+                                                          {12 * kGiB, 16 * kGiB},
+                                                          {28 * kGiB, 12 * kGiB}}));
+  EXPECT_THAT(clock.pauses(), IsEmpty());
+}
+
+TEST_F(PageBlobTest, AnOverloadedServiceIsAskedForTheSameWindowLater) {
+  make_large_blob();
+  fault("GET", "pagelist", status(503, {{"Retry-After", "5"}}));
+  EXPECT_EQ(ranges_behind_proxy(), large_ranges);
+  EXPECT_THAT(clock.pauses(), ElementsAre(5));
+}
+
+TEST_F(PageBlobTest, AWindowMayComeInPages) {
+  make_large_blob();
+  fault("GET", "pagelist",
+        azurite::ReplaceBody{"<PageList><PageRange><Start>0</Start><End>511</End></PageRange>"
+                             "<NextMarker>a b</NextMarker></PageList>"});
+  azurestoragewrapper_VHD_Metadata metadata;
+  behind_proxy().download_page_ranges(metadata);
+  EXPECT_EQ(metadata.ranges, (Ranges{{0, 512}, {3 * kGiB, 4096}, {16 * kGiB - 512, 1024}}));
+  EXPECT_THAT(proxy.requests(), Contains(testing::Field(&azurite::SeenRequest::target, HasSubstr("marker=a%20b"))));
+
+  fault("GET", "pagelist", azurite::ReplaceBody{"<PageList><NextMarker>m</NextMarker></PageList>"}, 1, 2);
+  EXPECT_THAT(failure_of([&] { behind_proxy().download_page_ranges(metadata); }).message, HasSubstr("goes on at"));
+}
+
+TEST_F(PageBlobTest, AListThatStaysUnreadableIsAFailureThatNamesTheBlob) {
+  make_large_blob();
+  fault("GET", "pagelist", azurite::ReplaceBody{"<html>down for a moment</html>"}, 1, 1000);
+  azurestoragewrapper_VHD_Metadata metadata;
+  EXPECT_THROW(behind_proxy().download_page_ranges(metadata), azurestorage_exception);
+}
+
+TEST_F(PageBlobTest, AnEmptyBlobAndBlobsThatAreNone) {
+  page_blob empty = create(0);
+  azurestoragewrapper_VHD_Metadata metadata;
+  empty.download_page_ranges(metadata);
+  EXPECT_EQ(metadata.metadata_size, 40U);
+  EXPECT_THAT(metadata.ranges, IsEmpty());
+  page_blob missing(account(azurite::port()), container, "none", options);
+  EXPECT_FALSE(missing.fetch_blob());
+  EXPECT_FALSE(missing.delete_blob());
+  EXPECT_EQ(failure_of([&] { missing.size(); }).http_status, 404);
+  EXPECT_EQ(missing.fetch_snapshot_blob("1", "K", 2), nullptr);
+  EXPECT_THAT(clock.pauses(), ElementsAre(1));
+}
+
+TEST_F(PageBlobTest, ASnapshotIsSentOnceWhateverHappens) {
+  create(512);
+  fault("PUT", "comp=snapshot", status(503));
+  fault("PUT", "comp=snapshot", sim::ResetBeforeAnswer{}, 2, 2);  // curl tries a second connection by itself
+  page_blob blob = behind_proxy();
+  EXPECT_TRUE(failure_of([&] { blob.create_snapshot("1", "K", true); }).retryable);
+  EXPECT_TRUE(failure_of([&] { blob.create_snapshot("1", "K", true); }).retryable);
+  EXPECT_THAT(clock.pauses(), IsEmpty());
+  for (const char* const id : {"a\nb", "a b", "\xC3\xBC"}) {
+    EXPECT_THAT(failure_of([&] { blob.create_snapshot(id, "K", true); }).message, HasSubstr("snapid")) << id;
+  }
+}
+
+TEST_F(PageBlobTest, ContainersAreMadeOnceAndListed) {
+  EXPECT_TRUE(create_container(account(azurite::port()), container, options));
+  EXPECT_FALSE(create_container(account(azurite::port()), container, options));
+  EXPECT_THAT(list_containers(account(azurite::port()), options), Contains(container));
+}
+
+TEST_F(PageBlobTest, HttpsIsCheckedAgainstTheGivenAuthorities) {
+  const sim::Simulator simulator;
+  const std::string address = "https://" + simulator.management_host() + "/container/blob?sig=secret";
+  const auto failure_with = [&](bool verify, const std::string& ca_file) {
+    client_options tls = options;
+    tls.most_repeats = 0;
+    tls.verify_tls = verify;
+    tls.ca_file = ca_file;
+    return failure_of([&] { page_blob(address, tls).size(); });
+  };
+  EXPECT_NE(failure_with(true, simulator.ca_file()).http_status, 0);  // an answer, though none of a blob service
+  EXPECT_NE(failure_with(false, "").http_status, 0);
+  const Failure refused = failure_with(true, "");
+  EXPECT_EQ(refused.http_status, 0);
+  EXPECT_FALSE(refused.retryable);
+  EXPECT_THAT(refused.message, HasSubstr("check the file of the authorities to trust"));
+  EXPECT_THAT(refused.message, testing::Not(HasSubstr("secret")));
+}
+
+}  // namespace
+}  // namespace azurestoragewrapper
