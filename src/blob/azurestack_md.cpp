@@ -348,7 +348,7 @@ std::string azurestackMD::GetSASURIFromResponseBody(const std::string& body, con
     return {};
   }
   const json_t* const output = json_object_get(json_object_get(root.get(), "properties"), "output");
-  const std::string value = JsonStringOrEmpty(output, tag);
+  std::string value = JsonStringOrEmpty(output, tag);
   if (!value.empty()) {
     log.flow("Found %s value as %s", tag, value.c_str());
   }

@@ -93,7 +93,9 @@ bool HasHeader(const sim::RecordedRequest& request, const std::string& name, con
 }
 
 TEST_F(ManagedDiskSnapshots, LiveFromCreationToDeletion) {
-  ASSERT_EQ(Create(), kOk);
+  std::string operation;
+  ASSERT_EQ(Create(&operation), kOk);
+  EXPECT_EQ(operation, "") << "it has been waited for";
   EXPECT_EQ(clock.pauses(), (std::vector<std::int64_t>{1, 1, 1}));
   EXPECT_EQ(Found(""), Texts{"vm1_OSDisk_9999_42_BDAZSNAP"});
   EXPECT_EQ(Found("42"), Texts{"vm1_OSDisk_9999_42_BDAZSNAP"});
@@ -312,8 +314,8 @@ TEST_F(ManagedDiskSnapshots, AServerWithoutEndpointsIsTold) {
 
 TEST_F(ManagedDiskSnapshots, AreListedPageByPage) {
   const std::string host = "https://" + simulator.management_host() + ":443" + list_path;
-  AnswerPage(1, R"({"value":[{"id":"/s/a_1_BDAZSNAP"}],"nextLink":")" + host + R"(?api-version=1&$skiptoken=p%202"})");
-  AnswerPage(2, R"({"nextLink":")" + host + R"(?%24skipToken=p=3&api-version=1#end","value":[]})");
+  AnswerPage(1, R"({"value":[{"id":"/s/a_1_BDAZSNAP"}],"nextLink":")" + host + R"(?$skipToken=p%202&api-version=1"})");
+  AnswerPage(2, R"({"nextLink":")" + host + R"(?api-version=1&%24skiptoken=p=3#end","value":[]})");
   AnswerPage(3, R"({"value":[{"id":"/s/c_1_BDAZSNAP"}, null, {"id":5}, {}],"nextLink":null})");
   EXPECT_EQ(Found(""), (Texts{"a_1_BDAZSNAP", "c_1_BDAZSNAP"}));
   const std::string page = "GET " + list_path + list_query;
