@@ -32,7 +32,6 @@ const char* NameBehindColon(const char* server_name) {
 
 void ReadyConfiguration(aapi_pgn_server_handle_s& server, const aapi_credentials_v1_t& credentials) {
   AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
-  config.Init();
   config.SetSessionDef(server.session);
   config.SetServerDef(&server);
   config.ReadConf();

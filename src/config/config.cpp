@@ -1,7 +1,5 @@
 #include "src/config/config.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -33,17 +31,8 @@ bool NamesSecret(const std::string& key) {
 AzureStackPi_Config& AzureStackPi_Config::getInstance() {
   if (!*instance) {
     *instance = std::make_unique<AzureStackPi_Config>();
-    (*instance)->Init();
   }
   return **instance;
-}
-
-AzureStackPi_Config::AzureStackPi_Config() : log_file_(std::string("/var/log") + "/" + "azurestackpi.log") {}
-
-Status AzureStackPi_Config::Init() {
-  user_id_ = geteuid();
-  group_id_ = getegid();
-  return kOk;
 }
 
 Status AzureStackPi_Config::ReadConf() {

@@ -1,8 +1,6 @@
 // The plug-in's settings: configuration file, credentials store, the user of the open server, TLS validation.
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
 #include <string>
 
@@ -18,11 +16,6 @@ class AzureStackPi_Config {
  public:
   /// Created on first use.
   static AzureStackPi_Config& getInstance();
-
-  AzureStackPi_Config();
-
-  /// Records the process's effective user and group. Returns 0.
-  Status Init();
 
   void SetSessionDef(const aapi_session_def_v1_t* session) { session_ = session; }
   void SetServerDef(const aapi_pgn_server_handle_s* server) { server_ = server; }
@@ -52,8 +45,6 @@ class AzureStackPi_Config {
   bool ValidatePeer() const { return validate_peer_; }
   const std::string& CaFile() const { return ca_file_; }
 
-  const std::string& LogFilePath() const { return log_file_; }
-
   /// The open server's endpoints; see InitRestServerHandle.
   Status InitRestHandle(azs_rest_server_s& rest);
 
@@ -64,7 +55,6 @@ class AzureStackPi_Config {
   static void EncodePath(std::string& path);
 
  private:
-  std::string log_file_;
   std::string ca_file_;
   bool validate_peer_ = false;
   const aapi_session_def_v1_t* session_ = nullptr;
@@ -73,8 +63,6 @@ class AzureStackPi_Config {
   std::string password_;
   std::map<std::string, std::string> settings_;
   CredentialsStore credentials_;
-  uid_t user_id_ = 0;
-  gid_t group_id_ = 0;
 };
 
 }  // namespace azurestackpi

@@ -210,19 +210,14 @@ AzureStackPi_HttpClient::Next AzureStackPi_HttpClient::DecideRepeat(const HttpRe
   return Next::kRepeat;
 }
 
-Status AzureStackPi_HttpClient::CreateQueryURL(const char* host, std::string* url, const char* path,
-                                               std::string* login_url) const {
+Status AzureStackPi_HttpClient::CreateQueryURL(const char* host, std::string* url, const char* path) {
   const FunctionLog log(__func__);
   // Without a host the path's first piece would be taken for one, and be sent the token.
   if (host == nullptr || *host == '\0' || url == nullptr || path == nullptr) {
     log.error("Invalid arguments. AAPI_Errno = %d", static_cast<int>(kInvalidArgument));
     return kInvalidArgument;
   }
-  constexpr const char* scheme = "https://";
-  *url = std::string(scheme) + host + "/" + EncodeUrlPath(ltrim(path, "/"));
-  if (login_url != nullptr) {
-    *login_url = scheme + rest_.login_endpoint;
-  }
+  *url = std::string("https://") + host + "/" + EncodeUrlPath(ltrim(path, "/"));
   return kOk;
 }
 

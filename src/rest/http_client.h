@@ -32,9 +32,8 @@ class AzureStackPi_HttpClient {
   long GetHttpStatusCode() const { return http_status_; }
 
   /// "https://" HOST "/" PATH, with exactly one "/" between; blanks, control and non-ASCII bytes of the path are
-  /// percent-encoded. host may carry ":port". login_url, when asked for, is the login authority's address. Returns 0,
-  /// or 6601 for a null argument or an empty host.
-  Status CreateQueryURL(const char* host, std::string* url, const char* path, std::string* login_url = nullptr) const;
+  /// percent-encoded. host may carry ":port". Returns 0, or 6601 for a null argument or an empty host.
+  static Status CreateQueryURL(const char* host, std::string* url, const char* path);
 
   const azs_rest_server_s& RestServer() const { return rest_; }
 

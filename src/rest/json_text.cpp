@@ -27,7 +27,7 @@ std::string JsonStringOrEmpty(const json_t* object, const char* key) {
 }
 
 JsonPtr ParseJson(std::string_view text, json_error_t& error) {
-  return JsonPtr(json_loadb(text.data(), text.size(), 0, &error));
+  return JsonPtr(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
 }
 
 }  // namespace azurestackpi

@@ -20,7 +20,8 @@ Status getJsonStringValue(const json_t* object, const char* key, std::string& va
 /// The member's string; empty when it is absent, null or of another type.
 std::string JsonStringOrEmpty(const json_t* object, const char* key);
 
-/// Parses a whole text; null with error filled when it is not JSON (nesting beyond the parser's limit included).
+/// Parses a whole text; null with error filled when it is not JSON (nesting beyond the parser's limit included) or an
+/// object has two members of one name.
 JsonPtr ParseJson(std::string_view text, json_error_t& error);
 
 }  // namespace azurestackpi
