@@ -3,33 +3,12 @@
 #include "src/base/logging.h"
 #include "src/base/text.h"
 #include "src/config/config.h"
+#include "src/model/vm_environment.h"
 
 namespace azurestackpi {
 namespace {
 
 constexpr Status kNoSubscription = 6610;
-
-Status ReadEncoded(AzureStackPi_Config& config, const char* key, std::string& value) {
-  const Status status = config.GetCredsVal(key, value);
-  AzureStackPi_Config::EncodePath(value);
-  return status;
-}
-
-// What all selections share.
-Status PrepareEnvironment(vm_env_t& env) {
-  AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
-  std::string provider;
-  Status status = config.GetCredsVal("IdentityProvider", provider);
-  if (status == kOk && provider != "ADFS") {
-    status = ReadEncoded(config, "TenantId", env.m_tenant_id);
-    status = status == kOk ? ReadEncoded(config, "ClientSecret", env.m_client_secret) : status;
-  }
-  status = status == kOk ? config.GetCredsVal("ClientId", env.m_client_id) : status;
-  env.m_compute_api_version = "2017-12-01";
-  env.m_network_api_version = "2017-10-01";
-  env.m_disk_api_version = "2018-09-01";
-  return status;
-}
 
 // Parses one selection into its environment.
 Status ReadSelection(const FunctionLog& log, const std::string& selection, vm_env_t& env) {

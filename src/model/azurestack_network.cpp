@@ -64,6 +64,7 @@ bool azurestack_network::parseResourceId(const std::string& id, std::string& sub
 Status azurestack_network::listResources(const std::string& subscription) {
   const FunctionLog log(__func__);
   if (!IsPathSegment(subscription)) {
+    log.error("The subscription %s cannot be part of an address", subscription.c_str());
     return kInvalidArgument;
   }
   const std::string subpath =
@@ -87,17 +88,10 @@ Status azurestack_network::listResources(const std::string& subscription) {
 
 Status azurestack_network::ParseAllResources() {
   const FunctionLog log(__func__);
-  JsonPtr root;
-  if (const Status status = OpenAnswer(log, response(), "resources", root); status != kOk) {
-    return status;
-  }
-  const json_t* const values = ListedValues(log, root.get());
-  log.detail("Total resources: %d", static_cast<int>(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    AddResource(JsonStringOrEmpty(json_array_get(values, i), "id"));
-  }
-  LogOtherMembers(log, root.get(), "value");
-  return kOk;
+  return ReadList(log, response(), {"resources", "resources"}, [&](const json_t* resource) {
+    AddResource(JsonStringOrEmpty(resource, "id"));
+    return kOk;
+  });
 }
 
 void azurestack_network::AddResource(const std::string& id) {
@@ -178,6 +172,7 @@ Status azurestack_network::getSubnet(const std::string& vnet_id, std::string& su
   const FunctionLog log(__func__);
   if (subnets_.count(vnet_id) == 0) {
     if (vnet_id.empty() || !IsUrlPath(vnet_id)) {
+      log.error("The virtual network %s cannot be part of an address", vnet_id.c_str());
       return kInvalidArgument;
     }
     const std::string subpath = vnet_id + "/subnets?api-version=" + kSubnetApiVersion;
@@ -197,19 +192,18 @@ Status azurestack_network::getSubnet(const std::string& vnet_id, std::string& su
 
 Status azurestack_network::ParseSubnet(const std::string& vnet_id) {
   const FunctionLog log(__func__);
-  JsonPtr root;
-  if (const Status status = OpenAnswer(log, response(), "subnets", root); status != kOk) {
+  std::string chosen;
+  const Status status = ReadList(log, response(), {"subnets", "subnets"}, [&](const json_t* subnet) {
+    const std::string name = JsonStringOrEmpty(subnet, "name");
+    log.detail("subnet name %s", name.c_str());
+    if (chosen != "default" && !name.empty()) {
+      chosen = name;
+    }
+    return kOk;
+  });
+  if (status != kOk) {
     return status;
   }
-  const json_t* const values = ListedValues(log, root.get());
-  log.detail("Total subnets: %d", static_cast<int>(json_array_size(values)));
-  std::string chosen;
-  for (std::size_t i = 0; i < json_array_size(values) && chosen != "default"; ++i) {
-    const std::string name = JsonStringOrEmpty(json_array_get(values, i), "name");
-    log.detail("subnet name %s", name.c_str());
-    chosen = name.empty() ? chosen : name;
-  }
-  LogOtherMembers(log, root.get(), "value");
   if (chosen.empty()) {
     return kResourceNotFound;
   }

@@ -2,23 +2,10 @@
 
 #include <utility>
 
-#include "src/config/config.h"
 #include "src/rest/json_text.h"
 
 namespace azurestackpi {
 namespace {
-
-std::string Credential(const char* key) {
-  std::string value;
-  static_cast<void>(AzureStackPi_Config::getInstance().GetCredsVal(key, value, true));
-  return value;
-}
-
-std::string EncodedCredential(const char* key) {
-  std::string value = Credential(key);
-  AzureStackPi_Config::EncodePath(value);
-  return value;
-}
 
 void LogGroupFailure(const FunctionLog& log, const std::string& group, Status status) {
   log.error("Failed to fetch all VMs in RG %s. retval %d ", group.c_str(), static_cast<int>(status));
@@ -64,16 +51,8 @@ Status azurestackRG::BuildOneGroup() {
 }
 
 vm_env_t azurestackRG::GroupEnvironment(const azurestack_resource_group_t& group) const {
-  vm_env_t env;
-  env.m_tenant_id = EncodedCredential("TenantId");
-  env.m_client_id = Credential("ClientId");
-  env.m_client_secret = EncodedCredential("ClientSecret");
-  env.m_compute_api_version = "2017-12-01";
-  env.m_network_api_version = "2017-10-01";
-  env.m_subscription_id = env_.m_subscription_id;
-  env.m_vm_state_filter = env_.m_vm_state_filter;
+  vm_env_t env = env_;
   env.m_resource_group = group.m_name;
-  env.m_vm_name = env_.m_vm_name;
   return env;
 }
 
@@ -93,16 +72,13 @@ Status azurestackRG::GetAllResourceGroups() {
   const std::string subpath =
       "subscriptions/" + env_.m_subscription_id + "/resourcegroups/?api-version=" + env_.m_disk_api_version;
   log.detail("sub_url get rg :%s", subpath.c_str());
-  Status status = kOk;
-  JsonPtr root;
-  if (!IsPathSegment(env_.m_subscription_id)) {
-    status = kInvalidArgument;
+  Status status = IsPathSegment(env_.m_subscription_id) ? calls_.CreateUrl(subpath) : Status{kInvalidArgument};
+  if (status != kOk) {
     log.error("Failed to create Rest Api query :%d", static_cast<int>(status));
-  } else if (status = calls_.Get(subpath); status != kOk) {
+  } else if (status = calls_.Get(); status != kOk) {
     log.error("error failed to make http request :%d", static_cast<int>(status));
   } else {
-    status = OpenAnswer(log, calls_.response(), "RG", root);
-    status = status != kOk ? status : ParseResourceGroups(root.get());
+    status = ParseResourceGroups();
     if (status != kOk) {
       log.error("Resource groups parsing failed with error %d", static_cast<int>(status));
     } else {
@@ -113,26 +89,21 @@ Status azurestackRG::GetAllResourceGroups() {
   return status;
 }
 
-Status azurestackRG::ParseResourceGroups(json_t* root) {
+Status azurestackRG::ParseResourceGroups() {
   const FunctionLog log(__func__);
-  const json_t* const values = ListedValues(log, root);
-  if (values == nullptr) {
-    return kBadJson;
-  }
-  log.detail("Total RGs: %d", static_cast<int>(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    const std::string name = JsonStringOrEmpty(json_array_get(values, i), "name");
+  const auto take = [&](const json_t* group) -> Status {
+    const std::string name = JsonStringOrEmpty(group, "name");
     if (name.empty()) {
       log.error("A resource group is listed without a name; its VMs are not protected");
-      continue;
+      return kOk;
     }
-    if (const Status status = AddListedGroup(name); status != kOk) {
-      return status;
-    }
+    return AddListedGroup(name);
+  };
+  const Status status = ReadList(log, calls_.response(), {"RG", "RGs", kBadJson}, take);
+  if (status == kOk) {
+    log.detail("Size of resource groups: %d", static_cast<int>(m_resource_groups.size()));
   }
-  log.detail("Size of resource groups: %d", static_cast<int>(m_resource_groups.size()));
-  LogOtherMembers(log, root, "value");
-  return kOk;
+  return status;
 }
 
 // Only a missing token ends the walk: without one no other group can be listed either.

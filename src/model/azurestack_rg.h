@@ -33,7 +33,7 @@ class azurestackRG {
  private:
   Status BuildOneGroup();
   Status GetAllResourceGroups();
-  Status ParseResourceGroups(json_t* root);
+  Status ParseResourceGroups();
   Status AddListedGroup(const std::string& name);
   Status getVM(azurestack_resource_group_t& group);
   Status getAllVMs(azurestack_resource_group_t& group);

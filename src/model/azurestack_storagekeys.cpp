@@ -85,20 +85,13 @@ Status azurestack_storagekeys::BuildSubList() {
 
 Status azurestack_storagekeys::ParseAllSubscriptions() {
   const FunctionLog log(__func__);
-  JsonPtr root;
-  if (const Status status = OpenAnswer(log, response(), "storage_account", root); status != kOk) {
-    return status;
-  }
-  const json_t* const values = ListedValues(log, root.get());
-  log.detail("Total Subscriptions Accounts: %d", Count(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    const std::string id = JsonStringOrEmpty(json_array_get(values, i), "id");
+  return ReadList(log, response(), {"storage_account", "Subscriptions Accounts"}, [&](const json_t* subscription) {
+    const std::string id = JsonStringOrEmpty(subscription, "id");
     if (addSubToMap(id) != kOk) {
       log.error("Failed to parse subscription %s", id.c_str());
     }
-  }
-  LogOtherMembers(log, root.get(), "value");
-  return kOk;
+    return kOk;
+  });
 }
 
 Status azurestack_storagekeys::addSubToMap(const std::string& id) {
@@ -187,22 +180,14 @@ Status azurestack_storagekeys::ListAccounts(const std::string& subscription) {
 
 Status azurestack_storagekeys::ParseAllStorageAccounts() {
   const FunctionLog log(__func__);
-  JsonPtr root;
-  if (const Status status = OpenAnswer(log, response(), "storage_account", root); status != kOk) {
-    return status;
-  }
-  const json_t* const values = ListedValues(log, root.get());
-  log.detail("Total Storage Accounts: %d", Count(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    const json_t* const account = json_array_get(values, i);
+  return ReadList(log, response(), {"storage_account", "Storage Accounts"}, [&](const json_t* account) {
     const json_t* const endpoints = json_object_get(json_object_get(account, "properties"), "primaryEndpoints");
     const std::string id = JsonStringOrEmpty(account, "id");
     if (addToMap(id, JsonStringOrEmpty(endpoints, "blob")) != kOk) {
       log.error("Failed to parse storage account %s", id.c_str());
     }
-  }
-  LogOtherMembers(log, root.get(), "value");
-  return kOk;
+    return kOk;
+  });
 }
 
 Status azurestack_storagekeys::addToMap(const std::string& id, const std::string& blob_endpoint) {

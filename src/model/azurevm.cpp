@@ -43,6 +43,15 @@ std::string azurevm::GroupSubpath() const {
          "/providers/Microsoft.Compute/virtualMachines";
 }
 
+// Asks for a path of the management endpoint.
+Status azurevm::Get(const FunctionLog& log, const std::string& subpath) {
+  if (const Status status = calls_.CreateUrl(subpath); status != kOk) {
+    log.error("Failed to create Rest Api query");
+    return status;
+  }
+  return calls_.Get();
+}
+
 Status azurevm::GetVmDetails() { return GetVmDetails(env_.m_vm_name); }
 
 Status azurevm::GetVmDetails(const std::string& vm_name) { return ReadVm(vm_name).status; }
@@ -64,14 +73,14 @@ VmVerdict azurevm::ReadVm(const std::string& vm_name) {
   }
   const std::string subpath =
       GroupSubpath() + "/" + vm_name + "?api-version=" + env_.m_compute_api_version + "&$expand=instanceView";
-  if (const Status status = calls_.Get(subpath); status != kOk) {
+  if (const Status status = Get(log, subpath); status != kOk) {
     return {status, ""};
   }
   log.detail("Size of m_vm_details: %d", Count(m_vm_details.size()));
   auto vm = std::make_unique<vm_details_t>();
   vm->m_subscription_id = env_.m_subscription_id;
   vm->m_resource_group = env_.m_resource_group;
-  VmVerdict verdict = ParseVMResponse(*vm);
+  VmVerdict verdict = ParseVMResponse(vm_name, *vm);
   if (verdict.status != kOk) {
     log.flow(" The given VM can't be selected because of a filter mismatch for vm %s ", vm_name.c_str());
     return verdict;
@@ -92,7 +101,7 @@ VmVerdict azurevm::ReadVm(const std::string& vm_name) {
   return verdict;
 }
 
-VmVerdict azurevm::ParseVMResponse(vm_details_t& vm) {
+VmVerdict azurevm::ParseVMResponse(const std::string& vm_name, vm_details_t& vm) {
   const FunctionLog log(__func__);
   JsonPtr root;
   if (const Status status = OpenAnswer(log, calls_.response(), "vm", root); status != kOk) {
@@ -100,7 +109,14 @@ VmVerdict azurevm::ParseVMResponse(vm_details_t& vm) {
   }
   vm.m_json = calls_.response().body;
   const VmVerdict verdict = ReadVmDescription(root.get(), vm);
-  return verdict.status != kOk ? verdict : ApplyFilter(vm);
+  if (verdict.status != kOk) {
+    return verdict;
+  }
+  // Its disks would be backed up under the path of the machine that was asked for.
+  if (!vm.m_name.empty() && !EqualIgnoringCase(vm.m_name, vm_name)) {
+    return {kInvalidArgument, "Resource Manager answered with another machine: " + vm.m_name};
+  }
+  return ApplyFilter(vm);
 }
 
 VmVerdict azurevm::ApplyFilter(const vm_details_t& vm) const {
@@ -114,29 +130,29 @@ VmVerdict azurevm::ApplyFilter(const vm_details_t& vm) const {
   return {kInvalidArgument, "its power state is \"" + vm.m_power_state + "\", not \"" + wanted + "\"", true};
 }
 
-Status azurevm::GetResource(const std::string& id, const std::string& api_version, const char* what, JsonPtr& root) {
-  const FunctionLog log(what);
+Status azurevm::GetResource(const FunctionLog& log, const std::string& id, const std::string& api_version,
+                            const char* kind, JsonPtr& root) {
   if (id.empty() || !IsUrlPath(id)) {
     log.error("Failed to create Rest Api query");
     return kInvalidArgument;
   }
   const std::string subpath = id + "?api-version=" + api_version;
-  log.detail("%s suburl %s", what, subpath.c_str());
-  if (const Status status = calls_.Get(subpath); status != kOk) {
+  log.detail("%s suburl %s", kind, subpath.c_str());
+  if (const Status status = Get(log, subpath); status != kOk) {
     return status;
   }
   log.detail("Contents of response body: %s", calls_.response().body.c_str());
-  return OpenAnswer(log, calls_.response(), what, root);
+  return OpenAnswer(log, calls_.response(), kind, root);
 }
 
 Status azurevm::GetNetworkInterfaceDetails(const std::string& nic_id, vm_details_t& vm) {
+  const FunctionLog log(__func__);
   if (nic_id.empty()) {
-    const FunctionLog log(__func__);
     log.error("The VM %s has no network interface", vm.m_name.c_str());
     return kInvalidArgument;
   }
   JsonPtr root;
-  const Status status = GetResource(nic_id, env_.m_network_api_version, "NIC", root);
+  const Status status = GetResource(log, nic_id, env_.m_network_api_version, "NIC", root);
   if (status == kOk) {
     ReadNetworkInterface(root.get(), vm.m_network_profile);
   }
@@ -180,18 +196,19 @@ Status azurevm::CompleteDiskType(vm_managed_disk_t* disk, const char* kind) {
 
 Status azurevm::getDiskStorageAccoutType(const std::string& disk_id, std::string& type) {
   JsonPtr root;
-  if (const Status status = GetResource(disk_id, kDiskReadApiVersion, "Disk", root); status != kOk) {
+  if (const Status status = GetResource(FunctionLog(__func__), disk_id, kDiskReadApiVersion, "Disk", root);
+      status != kOk) {
     return status;
   }
   const FunctionLog log("parseDiskInfo");
   const json_t* const sku = json_object_get(root.get(), "sku");
   if (!json_is_object(sku)) {
     log.error("sku key not found in disk command response");
-    return kOk;
+    return kResourceNotFound;
   }
   type = JsonStringOrEmpty(sku, "name");
   log.detail("Received Storage account type : %s", type.c_str());
-  return kOk;
+  return type.empty() ? kResourceNotFound : kOk;
 }
 
 Status azurevm::GetALLVMDetails() {
@@ -206,14 +223,8 @@ Status azurevm::GetALLVMDetails() {
     log.error("Failed to create Rest Api query");
     return kInvalidArgument;
   }
-  JsonPtr root;
-  Status status = calls_.Get(GroupSubpath() + "?api-version=" + env_.m_compute_api_version);
-  if (status == kOk) {
-    status = OpenAnswer(log, calls_.response(), "vm", root);
-  }
-  if (status == kOk) {
-    status = ParseALLVMResponse(root.get());
-  }
+  Status status = Get(log, GroupSubpath() + "?api-version=" + env_.m_compute_api_version);
+  status = status != kOk ? status : ParseALLVMResponse();
   if (status != kOk) {
     log.error("Parsing of VM's response failed with error %d", static_cast<int>(status));
     return status;
@@ -225,53 +236,38 @@ Status azurevm::GetALLVMDetails() {
   return kOk;
 }
 
-Status azurevm::ParseALLVMResponse(json_t* root) {
+Status azurevm::ParseALLVMResponse() {
   const FunctionLog log(__func__);
-  const json_t* const values = ListedValues(log, root);
-  if (values == nullptr) {
-    return kBadJson;
-  }
-  log.detail("Total VMs: %d", Count(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    const json_t* const element = json_array_get(values, i);
+  return ReadList(log, calls_.response(), {"vm", "VMs", kBadJson}, [&](const json_t* element) -> Status {
     const std::string name = JsonStringOrEmpty(element, "name");
     if (name.empty()) {
       LogLeftOut(JsonStringOrEmpty(element, "id"), {kInvalidArgument, "it is listed without a name"});
-      continue;
+      return kOk;
     }
     log.detail("vm_name = %s", name.c_str());
-    if (const Status status = SelectVm(name); status != kOk) {
-      return status;
-    }
-  }
-  LogOtherMembers(log, root, "value");
-  return kOk;
+    return SelectVm(name);
+  });
 }
 
 Status azurevm::GetOsDiskSizes() {
   const FunctionLog log(__func__);
   log.flow("Fetching OS Disk Sizes from Azure Stack");
-  JsonPtr root;
   Status status = kInvalidArgument;
   if (IsPathSegment(env_.m_subscription_id)) {
     status =
-        calls_.Get("subscriptions/" + env_.m_subscription_id +
-                   "/providers/Microsoft.Compute/locations/local/vmSizes?api-version=" + env_.m_compute_api_version);
+        Get(log, "subscriptions/" + env_.m_subscription_id +
+                     "/providers/Microsoft.Compute/locations/local/vmSizes?api-version=" + env_.m_compute_api_version);
   }
   if (status != kOk) {
     log.error("Failed to make REST call for Fetching OS Disk Sizes from Azure Stack");
     return status;
   }
-  status = OpenAnswer(log, calls_.response(), "vmSize", root);
-  return status != kOk ? status : ParseVMSizesResponse(root.get());
+  return ParseVMSizesResponse();
 }
 
-Status azurevm::ParseVMSizesResponse(json_t* root) {
+Status azurevm::ParseVMSizesResponse() {
   const FunctionLog log(__func__);
-  const json_t* const values = ListedValues(log, root);
-  log.detail("Total VM Sizes: %d", Count(json_array_size(values)));
-  for (std::size_t i = 0; i < json_array_size(values); ++i) {
-    const json_t* const element = json_array_get(values, i);
+  const Status status = ReadList(log, calls_.response(), {"vmSize", "VM Sizes"}, [&](const json_t* element) {
     const std::string name = JsonStringOrEmpty(element, "name");
     if (name.empty()) {
       log.error("Failed to get VM Size name ");
@@ -283,11 +279,14 @@ Status azurevm::ParseVMSizesResponse(json_t* root) {
     const json_int_t gigabytes = json_integer_value(megabytes) / 1024;
     m_os_disk_sizes.emplace(name, gigabytes > 0 ? static_cast<std::uint64_t>(gigabytes) : 0);
     log.detail("VM SIZE : %s = %d \n", name.c_str(), static_cast<int>(gigabytes));
+    return kOk;
+  });
+  if (status != kOk) {
+    return status;
   }
   for (const auto& [name, gigabytes] : m_os_disk_sizes) {
     log.detail("VM Size : %s OS DISK SIZE %llu ", name.c_str(), static_cast<unsigned long long>(gigabytes));
   }
-  LogOtherMembers(log, root, "value");
   return kOk;
 }
 

@@ -25,9 +25,10 @@ class azurevm {
   Status GetVmDetails();
 
   /// Reads a machine of the environment's resource group and adds its record. Without a record: 6601 when the power
-  /// state is not the wanted one or a name or id is malformed, 6789 for a machine that cannot be protected whole (more
-  /// than four data disks, a disk that is neither a VHD nor a managed disk), 5 for bad JSON, 6011 without a token, or
-  /// the status of the call. With a record: 0, or why the network interface could not be read.
+  /// state is not the wanted one, a name or id is malformed or the answer is of another machine, 6789 for a machine
+  /// that cannot be protected whole (more than four data disks, a disk that is neither a VHD nor a managed disk,
+  /// managed disks whose snapshots cannot be told apart), 5 for bad JSON, 6011 without a token, or the status of the
+  /// call. With a record: 0, or why the network interface could not be read.
   Status GetVmDetails(const std::string& vm_name);
 
   /// Reads a machine like GetVmDetails, for a selection: one that gets no record is told in a line that names its path
@@ -51,7 +52,7 @@ class azurevm {
   Status GetNetworkInterfaceDetails(const std::string& nic_id, vm_details_t& vm);
 
   /// Completes the storage account types of managed disks that the machine's description did not tell. Returns the last
-  /// failure, or 0.
+  /// failure, 6797 for a disk without a type, or 0.
   Status GetDiskStorageAccoutType(vm_details_t& vm);
 
   /// The "resourceGroups" part of a resource id. Throws std::out_of_range for an id without it.
@@ -68,13 +69,15 @@ class azurevm {
 
  private:
   VmVerdict ReadVm(const std::string& vm_name);
-  VmVerdict ParseVMResponse(vm_details_t& vm);
+  VmVerdict ParseVMResponse(const std::string& vm_name, vm_details_t& vm);
   VmVerdict ApplyFilter(const vm_details_t& vm) const;
-  Status ParseALLVMResponse(json_t* root);
-  Status ParseVMSizesResponse(json_t* root);
+  Status ParseALLVMResponse();
+  Status ParseVMSizesResponse();
   Status CompleteDiskType(vm_managed_disk_t* disk, const char* kind);
   Status getDiskStorageAccoutType(const std::string& disk_id, std::string& type);
-  Status GetResource(const std::string& id, const std::string& api_version, const char* what, JsonPtr& root);
+  Status Get(const FunctionLog& log, const std::string& subpath);
+  Status GetResource(const FunctionLog& log, const std::string& id, const std::string& api_version, const char* kind,
+                     JsonPtr& root);
   std::string GroupSubpath() const;
 
   ResourceCalls calls_;

@@ -21,27 +21,33 @@ bool IsErrorCode(const std::string& text) {
   return !text.empty() && text.size() <= kLongestReason && text.find_first_not_of(known) == std::string::npos;
 }
 
+// The list in an answer; null, with an error line, when there is none.
+const json_t* ListedValues(const FunctionLog& log, const json_t* root) {
+  const json_t* const values = json_object_get(root, "value");
+  if (!json_is_array(values)) {
+    log.error("The answer holds no list");
+    return nullptr;
+  }
+  return values;
+}
+
 }  // namespace
 
 ResourceCalls::ResourceCalls(const azs_rest_server_s& rest) : client_(MakeResourceManagerClient(rest)) {}
 
-Status ResourceCalls::CreateUrl(const std::string& subpath) {
+Status ResourceCalls::CreateUrl(const std::string& subpath, const char* line_end) {
   const FunctionLog log(__func__);
   const std::string& host = client_.RestServer().management_endpoint;
   const Status status = client_.CreateQueryURL(host.c_str(), &m_url, subpath.c_str());
   if (status != kOk) {
-    log.error("Query Url formation failed rc: %d ", static_cast<int>(status));
+    log.error("Query Url formation failed rc: %d%s", static_cast<int>(status), line_end);
     return status;
   }
   log.detail("m_url: %s", m_url.c_str());
   return kOk;
 }
 
-Status ResourceCalls::Send(const std::string& subpath, int method, const _buffer_s* body, int block_type) {
-  AzureStackPi_HttpClient::ResetResponse(response_);
-  if (const Status status = CreateUrl(subpath); status != kOk) {
-    return status;
-  }
+Status ResourceCalls::Send(int method, const _buffer_s* body, int block_type) {
   HttpRequest request;
   request.url = m_url;
   request.method = method;
@@ -83,13 +89,24 @@ std::string WhyUnusable(const _Response& response) {
   return IsErrorCode(error) ? why.append(" (").append(error).append(")") : why;
 }
 
-const json_t* ListedValues(const FunctionLog& log, const json_t* root) {
-  const json_t* const values = json_object_get(root, "value");
-  if (!json_is_array(values)) {
-    log.error("The answer holds no list");
-    return nullptr;
+Status ReadList(const FunctionLog& log, const _Response& response, const Listing& listing,
+                const std::function<Status(const json_t*)>& take) {
+  JsonPtr root;
+  if (const Status status = OpenAnswer(log, response, listing.kind, root); status != kOk) {
+    return status;
   }
-  return values;
+  const json_t* const values = ListedValues(log, root.get());
+  if (values == nullptr && listing.without_list != kOk) {
+    return listing.without_list;
+  }
+  log.detail("Total %s: %d", listing.counted, static_cast<int>(json_array_size(values)));
+  for (std::size_t i = 0; i < json_array_size(values); ++i) {
+    if (const Status status = take(json_array_get(values, i)); status != kOk) {
+      return status;
+    }
+  }
+  LogOtherMembers(log, root.get(), "value");
+  return kOk;
 }
 
 void LogOtherMembers(const FunctionLog& log, json_t* root, std::string_view known) {

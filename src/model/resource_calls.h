@@ -3,6 +3,7 @@
 
 #include <jansson.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -17,17 +18,19 @@ class ResourceCalls {
  public:
   explicit ResourceCalls(const azs_rest_server_s& rest);
 
-  /// Sends to a path of the management endpoint, query included. method: an HttpHeader; body: null for none;
-  /// block_type: an EBlockType. Returns the status of SendHttpRequest: an answer of any HTTP status is 0.
-  Status Send(const std::string& subpath, int method, const _buffer_s* body, int block_type);
+  /// Makes a path of the management endpoint, query included, the address of the next request. Returns 0, or 6601 with
+  /// a line, which line_end closes.
+  Status CreateUrl(const std::string& subpath, const char* line_end = "");
 
-  Status Get(const std::string& subpath) { return Send(subpath, kGet, nullptr, kShortRequest); }
+  /// Sends to that address. method: an HttpHeader; body: null for none; block_type: an EBlockType. Returns the status
+  /// of SendHttpRequest: an answer of any HTTP status is 0.
+  Status Send(int method, const _buffer_s* body, int block_type);
+
+  Status Get() { return Send(kGet, nullptr, kShortRequest); }
 
   const _Response& response() const { return response_; }
 
  private:
-  Status CreateUrl(const std::string& subpath);
-
   AzureStackPi_HttpClient client_;
   std::string m_url;
   _Response response_;
@@ -45,8 +48,17 @@ Status OpenAnswer(const FunctionLog& log, const _Response& response, const char*
 /// that what it sent is not JSON.
 std::string WhyUnusable(const _Response& response);
 
-/// The list in an answer; null, which counts as empty, with an error line when there is none.
-const json_t* ListedValues(const FunctionLog& log, const json_t* root);
+/// A listing as its reader knows it.
+struct Listing {
+  const char* kind;           // tells the lines of failures apart
+  const char* counted;        // what the line "Total COUNTED: N" counts
+  Status without_list = kOk;  // what an answer without a list gives; 0: it counts as an empty one
+};
+
+/// Opens an answer and hands each element of its list to take, until that returns another status than 0. Other members
+/// of the answer are logged. Returns the status of OpenAnswer, of a missing list (which has an error line) or of take.
+Status ReadList(const FunctionLog& log, const _Response& response, const Listing& listing,
+                const std::function<Status(const json_t*)>& take);
 
 /// Logs the members of an answer that its reader does not know. A link to a next page is an error line: what stands
 /// there is not read.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -14,7 +15,7 @@
 namespace azurestackpi {
 namespace {
 
-// Disks. A record is made only for a disk that can be found by it: one without an address or an id is none.
+// Disks. A record is made only for a disk that says where it is: one without an address or an id is none.
 
 void ReadVhd(const char* function, json_t* value, DiskOwner& owner) {
   static constexpr Field<vm_unmanaged_disk_t> fields[] = {{"uri", &vm_unmanaged_disk_t::m_uri}};
@@ -48,13 +49,13 @@ void ReadManagedDisk(const char* function, json_t* value, DiskOwner& owner) {
   const char* const id = disk->m_disk_id.c_str();
   if (!SplitDiskId(*disk)) {
     log.error("line: %d, Invalid Managed Disk ID %s ", __LINE__, id);
-    return;
-  }
-  if (disk->m_storage_account_type.empty()) {
+  } else if (disk->m_storage_account_type.empty()) {
     log.flow("line: %d, storageAccountType not found for Managed Disk ID %s in VM details, getting it using disk API ",
              __LINE__, id);
   }
-  owner = DiskOwner(std::move(disk));
+  if (!disk->m_disk_id.empty()) {
+    owner = DiskOwner(std::move(disk));
+  }
 }
 
 constexpr Field<vm_os_disk_t> kOsDisk[] = {
@@ -313,14 +314,35 @@ VmVerdict CheckDisk(const std::string& which, const std::string& name, const Dis
                : Refuse(which + " is not a blob directly in a container: " + unmanaged->m_uri);
   }
   const vm_managed_disk_t& managed = *disk.managed();
+  if (managed.m_disk_resource_group.empty()) {
+    return Refuse(which + " has a malformed managed-disk id: " + managed.m_disk_id);
+  }
   const bool publishable = IsPathSegment(name) && IsPathSegment(managed.m_disk_resource_group);
   return publishable ? VmVerdict{}
                      : Refuse(which + " has a name or resource group that cannot be part of a path: " + name + ", " +
                               managed.m_disk_id);
 }
 
+// The snapshots of managed disks are named after machine and LUN: two of one name would be one disk's alone.
+VmVerdict CheckSnapshotNames(const vm_details_t& vm) {
+  bool any_managed = vm.m_is_managed;
+  std::set<std::int64_t> luns;
+  for (const vm_data_disks_t& slot : vm.m_storage_profile.m_data_disks) {
+    if (slot.m_disk.managed() == nullptr) {
+      continue;
+    }
+    any_managed = true;
+    if (!luns.insert(slot.m_lun).second) {
+      return Refuse("two of its managed data disks have the LUN " + std::to_string(slot.m_lun));
+    }
+  }
+  return any_managed && vm.m_vm_id.empty() ? Refuse("it has managed disks, but no vmId to tell their snapshots by")
+                                           : VmVerdict{};
+}
+
 // A backup that silently lacks a disk is worse than none.
-VmVerdict CheckDisks(const vm_storage_profile_t& storage) {
+VmVerdict CheckDisks(const vm_details_t& vm) {
+  const vm_storage_profile_t& storage = vm.m_storage_profile;
   const auto count = static_cast<std::size_t>(storage.m_data_disk_count);
   if (storage.m_data_disk_count == kDataDisksUnreadable) {
     return Refuse("its data disks cannot be read");
@@ -334,7 +356,7 @@ VmVerdict CheckDisks(const vm_storage_profile_t& storage) {
     const vm_data_disks_t& slot = storage.m_data_disks[i];
     verdict = CheckDisk("its data disk " + std::to_string(i), slot.m_name, slot.m_disk);
   }
-  return verdict;
+  return verdict.status != kOk ? verdict : CheckSnapshotNames(vm);
 }
 
 // Name and resource group become parts of the paths that a machine is published under.
@@ -361,7 +383,7 @@ VmVerdict ReadVmDescription(json_t* description, vm_details_t& vm) {
   ReadFields("ParseVMResponse", kMachine, description, vm);
   FillManagedDisks(vm);
   const VmVerdict identity = TakeIdentity(description, vm);
-  return identity.status != kOk ? identity : CheckDisks(vm.m_storage_profile);
+  return identity.status != kOk ? identity : CheckDisks(vm);
 }
 
 void ReadNetworkInterface(json_t* description, vm_network_profile_t& network) {

@@ -1,4 +1,5 @@
 // What a selection yields: one machine, a group, a subscription, and who is left out with which line.
+#include "src/model/azurestack_network.h"
 #include "src/model/azurestack_rg.h"
 #include "tests/model/model_fixture.h"
 
@@ -75,6 +76,8 @@ TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
       {"html", 200, "<html>", "Resource Manager sent something that is not JSON"},
       {"cut", 200, "{\"name\":", "Resource Manager sent something that is not JSON"},
       {"empty", 200, "", "Resource Manager sent something that is not JSON"},
+      {"twice", 200, R"({"name":"twice","name":null})", "Resource Manager sent something that is not JSON"},
+      {"other", 200, Machine("another"), "Resource Manager answered with another machine: another"},
       {"lower", 200, Machine("lower", "/s/resourcegroups/rg/x"), "its id names no resource group"},
       {"short", 200, Machine("short", "/s/resourceGroups"), "its id names no resource group"},
       {"nogroup", 200, Machine("nogroup", "/s/resourceGroups//x"), "its id names no resource group"},
@@ -87,7 +90,7 @@ TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
   }
   Serve("/virtualMachines\\?", list + ",{\"id\":\"/nameless\"},{\"name\":7},null,{\"name\":\"last\"}]}");
   Serve("/virtualMachines/first\\?", Machine("first"));
-  Serve("/virtualMachines/last\\?", Machine("last"));
+  Serve("/virtualMachines/last\\?", Machine(""));
   Serve("^/nics/", "{}", 403);
   EXPECT_EQ(Build(Env()), "rg: first last; ") << "an interface that cannot be read leaves its machine in";
   EXPECT_EQ(status, kOk);
@@ -106,9 +109,9 @@ TEST_F(SelectionTest, ANameThatWouldChangeTheRequestIsNotSent) {
     list += "{\"name\":\"" + name + "\"},";
   }
   Serve("/virtualMachines\\?", list + "{\"name\":\"m\\u00e4 1&2\"}]}");
-  Serve("/virtualMachines/m%C3%A4%201&2\\?api", Machine("ok"));
+  Serve("/virtualMachines/m%C3%A4%201&2\\?api", Machine("M\xc3\xa4 1&2"));
   Serve("^/nics/", "{}");
-  EXPECT_EQ(Build(Env()), "rg: ok; ");
+  EXPECT_EQ(Build(Env()), "rg: M\xc3\xa4 1&2; ") << "names compare without case";
   EXPECT_EQ(ManagementRequests().size(), 3U);
   for (const char* name : {"a/b", "a?b=c", "a#b", "..", ".", "a%2fb", "a\\b"}) {
     EXPECT_TRUE(log.contains(4, std::string("VM /sub/rg/") + name + " is not protected: its path cannot be part"));
@@ -126,23 +129,24 @@ TEST_F(SelectionTest, LongNamesAreSentWhole) {
   const std::string group(300, 'g');
   const std::string name(900, 'n');
   Serve("/resourcegroups/" + group + "/providers/.*/" + name + "\\?api-version=2017-12-01&\\$expand=instanceView$",
-        Machine("long"));
+        Machine(name));
   Serve("^/nics/", "{}");
-  EXPECT_EQ(Build(Env(group, name)), group + ": long; ");
+  EXPECT_EQ(Build(Env(group, name)), group + ": " + name + "; ");
 }
 
 TEST_F(SelectionTest, ThePowerStateFilter) {
   Serve("/virtualMachines/on\\?", Machine("on"));
-  Serve("/virtualMachines/off\\?", ReadData("vm-unmanaged-linux-deallocated.json"));
-  Serve("/virtualMachines\\?", R"({"value":[{"name":"on"},{"name":"off"}]})");
+  Serve("/virtualMachines/vm-state-mod\\?", ReadData("vm-unmanaged-linux-deallocated.json"));
+  Serve("/virtualMachines\\?", R"({"value":[{"name":"on"},{"name":"vm-state-mod"}]})");
   Serve("^/(nics|subscriptions/.*/networkInterfaces)/", "{}");
   vm_env_t env = Env();
   env.m_vm_state_filter = "RUNNING";
   EXPECT_EQ(Build(env), "rg: on; ");
-  EXPECT_TRUE(log.contains(3, "VM /sub/rg/off is not protected: its power state is \"deallocated\", not \"RUNNING\""));
+  EXPECT_TRUE(
+      log.contains(3, "VM /sub/rg/vm-state-mod is not protected: its power state is \"deallocated\", not \"RUNNING\""));
   EXPECT_TRUE(log.contains(3, "Power state = vm-state-mod for VM RUNNING is doesn't satisfy vm_state filter"));
   EXPECT_FALSE(log.contains(4, "is not protected"));
-  env.m_vm_name = "off";
+  env.m_vm_name = "vm-state-mod";
   EXPECT_EQ(Build(env), "rg:; ");
   EXPECT_EQ(status, kOk);
   azurevm direct(rest, env);
@@ -193,6 +197,20 @@ TEST_F(SelectionTest, RealListsOfGroups) {
     EXPECT_EQ(status, kOk);
   }
   EXPECT_EQ(Targets("/virtualMachines?").size(), 7U) << "five groups and two";
+}
+
+TEST_F(SelectionTest, WithoutAHostNothingIsSentAndEachCallerSaysSo) {
+  rest.management_endpoint.clear();
+  for (const vm_env_t& env : {Env("rg", "m"), Env("rg"), Env("")}) {
+    log.clear();
+    Build(env);
+    EXPECT_TRUE(log.contains(4, "CreateUrl: Query Url formation failed rc: 6601"));
+    EXPECT_TRUE(log.contains(4, "Failed to create Rest Api query"));
+  }
+  std::vector<std::string> ids;
+  EXPECT_EQ(azurestack_network(rest).listVnets("sub", ids), kInvalidArgument);
+  EXPECT_TRUE(log.contains(4, "MakeAPICall: error CreateUrl failed :6601"));
+  EXPECT_TRUE(ManagementRequests().empty());
 }
 
 TEST_F(SelectionTest, WithoutATokenNothingIsLeftOutSilently) {

@@ -1,4 +1,6 @@
 // Real answers of Resource Manager, each read to what matters of it.
+#include <nlohmann/json.hpp>
+
 #include "src/model/azurevm.h"
 #include "tests/model/model_fixture.h"
 
@@ -18,11 +20,13 @@ std::string Managed(const DiskOwner& owner) {
 
 class VmAnswersTest : public ModelTest {
  protected:
-  // Reads a file as the machine of that name. Null when it is refused, with the status in `status`.
-  const vm_details_t* Read(const std::string& file) {
-    ServeOnce("/virtualMachines/" + file + "\\?", ReadData(file));
+  // Reads a file as the answer about its machine. Null when that is refused, with the status in `status`.
+  const vm_details_t* Read(const std::string& file) { return ReadBody(ReadData(file)); }
+
+  const vm_details_t* ReadBody(const std::string& body) {
+    ServeOnce("/virtualMachines/", body);
     const std::size_t before = vms.vm_details().size();
-    status = vms.GetVmDetails(file);
+    status = vms.GetVmDetails(nlohmann::json::parse(body).value("name", "nameless"));
     return vms.vm_details().size() == before ? nullptr : vms.vm_details().back().get();
   }
 
@@ -122,9 +126,9 @@ TEST_F(VmAnswersTest, EveryMachineIsReadWithItsDisks) {
                                      "cli_test_multi_nic_vm000001/providers/Microsoft.Compute/disks/"
                                      "multinicvm1_OsDisk_1_5da007e421b64c0b9a2b9b7223557de2?api-version=2017-03-30"})
       << "only a disk whose machine does not tell its type is asked for";
-  EXPECT_EQ(Targets("/vm-power-state-missing.json"),
+  EXPECT_EQ(Targets("/vm4?"),
             std::vector<std::string>{"/subscriptions/sub/resourcegroups/rg/providers/Microsoft.Compute/virtualMachines/"
-                                     "vm-power-state-missing.json?api-version=2017-12-01&$expand=instanceView"});
+                                     "vm4?api-version=2017-12-01&$expand=instanceView"});
 }
 
 TEST_F(VmAnswersTest, TheRestOfAMachine) {
@@ -175,6 +179,19 @@ TEST_F(VmAnswersTest, TheRestOfAMachine) {
   }
   EXPECT_TRUE(log.contains(1, "parseOsDisk: line: "));
   EXPECT_TRUE(log.contains(1, ", disablePasswordAuthentication = False"));
+}
+
+TEST_F(VmAnswersTest, ADiskWhoseTypeIsNotToldLeavesItsMachineInWithALine) {
+  Serve("/networkInterfaces/", "{}");
+  for (const char* answer : {"{}", R"({"sku":{"name":null}})"}) {
+    log.clear();
+    ServeOnce("/disks/", answer);
+    EXPECT_NE(Read("vm-managed-linux-2-nics-deallocated.json"), nullptr);
+    EXPECT_EQ(status, kOk);
+    EXPECT_TRUE(log.contains(4, "Failed to get storageAccountType disk ID: /subscriptions/0000"));
+    EXPECT_TRUE(log.contains(4, "Failed to get disk storageAccountType properties for vm multinicvm1"));
+  }
+  EXPECT_TRUE(log.contains(1, "getDiskStorageAccoutType: Disk suburl "));
 }
 
 TEST_F(VmAnswersTest, DisksAreAlsoPrintedOnStandardOutput) {

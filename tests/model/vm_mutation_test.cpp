@@ -61,7 +61,7 @@ std::string Repeated(Json body, const Json::json_pointer& path) {
 }
 
 std::vector<std::string> Mutations(const Json& body, const Json::json_pointer& path, std::size_t huge = 1 << 10) {
-  std::vector<std::string> texts{Without(body, path), Repeated(body, path)};
+  std::vector<std::string> texts{Without(body, path)};
   const std::vector<Json> values{nullptr,
                                  -1,
                                  9223372036854775807,
@@ -245,28 +245,47 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
   const test_support::FreshState fresh;
   const CapturedOutput output;
   const std::string managed_id = "/subscriptions/s/resourceGroups/rg/providers/Microsoft.Compute/disks/data1";
-  const std::vector<std::pair<Json, bool>> cases{
-      {{{"vhd", {{"uri", "https://a.blob.x/vhds/d.vhd"}}}}, true},
-      {{{"vhd", {{"uri", "https://a.blob.x/root.vhd"}}}}, false},
-      {{{"vhd", {{"uri", "https://a.blob.x/vhds/folder/d.vhd"}}}}, false},
-      {{{"vhd", {{"uri", "https://a.blob.x//d.vhd"}}}}, false},
-      {{{"vhd", {{"uri", "https://a.blob.x/vhds/"}}}}, false},
-      {{{"vhd", {{"uri", "x"}}}}, false},
-      {{{"managedDisk", {{"id", managed_id}}}}, true},
-      {{{"name", "a/b"}, {"managedDisk", {{"id", managed_id}}}}, false},
-      {{{"name", "d"}, {"managedDisk", {{"id", "/subscriptions/s/resourceGroups/r?g/x/y/disks/d"}}}}, false}};
-  for (const auto& [disk, good] : cases) {
-    Json body = Json::parse(ReadData(kSecrets));
-    body["properties"]["storageProfile"]["dataDisks"] = Json::array({disk});
-    vm_details_t vm;
-    EXPECT_EQ(ReadText(body.dump(), vm).status, good ? kOk : kConfigurationInvalid) << disk.dump();
-  }
-  for (const Json& disks : {Json("x"), Json(5), Json::object()}) {
+  const auto vhd = [](const char* uri) { return Json::array({{{"vhd", {{"uri", uri}}}}}); };
+  const auto managed = [](const std::string& id) {
+    return Json::array({{{"name", "d"}, {"managedDisk", {{"id", id}}}}});
+  };
+  Json slash = managed(managed_id);
+  slash[0]["name"] = "a/b";
+  Json two = Json::array({managed(managed_id)[0], managed(managed_id + "2")[0]});
+  two[1]["lun"] = 1;
+  Json one_lun = two;
+  one_lun[0]["lun"] = 1;
+  const char* const no_blob = "its data disk 0 is not a blob directly in a container";
+  const std::vector<std::pair<Json, std::string>> cases{
+      // the disks, and why their machine is refused
+      {vhd("https://a.blob.x/vhds/d.vhd"), ""},
+      {vhd("https://a.blob.x/root.vhd"), no_blob},
+      {vhd("https://a.blob.x/vhds/folder/d.vhd"), no_blob},
+      {vhd("https://a.blob.x//d.vhd"), no_blob},
+      {vhd("https://a.blob.x/vhds/"), no_blob},
+      {vhd("x"), no_blob},
+      {managed(managed_id), ""},
+      {slash, "has a name or resource group that cannot be part of a path: a/b"},
+      {managed("/subscriptions/s/resourceGroups/r?g/x/y/disks/d"), "has a name or resource group that cannot be part"},
+      {managed("/subscriptions/s"), "its data disk 0 has a malformed managed-disk id: /subscriptions/s"},
+      {managed(""), "its data disk 0 d has neither a VHD address nor a managed-disk id"},
+      {two, ""},
+      {one_lun, "two of its managed data disks have the LUN 1"},
+      {"x", "its data disks cannot be read"},
+      {5, "its data disks cannot be read"},
+      {Json::object(), "its data disks cannot be read"}};
+  for (const auto& [disks, reason] : cases) {
     Json body = Json::parse(ReadData(kSecrets));
     body["properties"]["storageProfile"]["dataDisks"] = disks;
     vm_details_t vm;
-    EXPECT_EQ(ReadText(body.dump(), vm).status, kConfigurationInvalid) << disks.dump();
+    const VmVerdict verdict = ReadText(body.dump(), vm);
+    EXPECT_EQ(verdict.status, reason.empty() ? kOk : kConfigurationInvalid) << disks.dump();
+    EXPECT_NE(verdict.reason.find(reason), std::string::npos) << verdict.reason;
   }
+  Json body = Json::parse(ReadData(kSecrets));
+  body["properties"].erase("vmId");
+  vm_details_t vm;
+  EXPECT_EQ(ReadText(body.dump(), vm).reason, "it has managed disks, but no vmId to tell their snapshots by");
 }
 
 TEST(VmMutationTest, ADiskWithoutANameIsTheOneItsIdNames) {
@@ -276,7 +295,8 @@ TEST(VmMutationTest, ADiskWithoutANameIsTheOneItsIdNames) {
   body["properties"]["storageProfile"]["dataDisks"] = Json::array();
   for (const char* name : {"one", "two"}) {
     body["properties"]["storageProfile"]["dataDisks"].push_back(
-        {{"managedDisk", {{"id", std::string("/subscriptions/s/resourceGroups/rg/x/y/disks/") + name}}}});
+        {{"lun", std::string_view(name) == "two" ? 1 : 0},
+         {"managedDisk", {{"id", std::string("/subscriptions/s/resourceGroups/rg/x/y/disks/") + name}}}});
   }
   vm_details_t vm;
   ASSERT_EQ(ReadText(body.dump(), vm).status, kOk);
@@ -290,19 +310,21 @@ TEST(VmMutationTest, ADiskWithoutANameIsTheOneItsIdNames) {
 class VmListMutationTest : public ModelTest {};
 
 TEST_F(VmListMutationTest, OtherMachinesOfTheListAreRead) {
-  const Json body = Json::parse(ReadData(kManaged));
+  Json body = Json::parse(ReadData(kManaged));
   Json list = {{"value", Json::array()}};
   std::size_t number = 0;
   for (const Json::json_pointer& path : Paths(body)) {
-    const std::vector<std::string> texts = Mutations(body, path);
     const std::string name = "odd" + std::to_string(number);
+    body["name"] = name;
+    std::vector<std::string> texts = Mutations(body, path);
+    texts.push_back(Repeated(body, path));
     ServeOnce("/virtualMachines/" + name + "\\?", texts[number % texts.size()]);
     list["value"].push_back({{"name", name}});
     ++number;
   }
-  list["value"].push_back({{"name", "sibling"}});
+  list["value"].push_back({{"name", "vm-state-mod"}});
   ServeOnce("/virtualMachines\\?", list.dump());
-  Serve("/virtualMachines/sibling\\?", ReadData(kUnmanaged));
+  Serve("/virtualMachines/vm-state-mod\\?", ReadData(kUnmanaged));
   Serve("/networkInterfaces/", ReadData("nic-definition.json"));
   Serve("/disks/", ReadData("disk-unattached.json"));
   const CapturedOutput output;
