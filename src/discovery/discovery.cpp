@@ -1,6 +1,8 @@
 #include "src/discovery/discovery.h"
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "aapi/wkldfile.h"
@@ -84,6 +86,22 @@ Status Discover(const FunctionLog& log, const DiscoveryRequest& request, fs_scan
   return run_scanner(scanner);
 }
 
+// Null when there is no memory for it.
+std::unique_ptr<fs_scanner_s> MakeScanner(aapi_pgn_server_handle_s& server, const DiscoveryRequest& request,
+                                          DiskSnapshots& snapshots) {
+  try {
+    auto scanner = std::make_unique<fs_scanner_s>();
+    scanner->output_directory = request.wkldoutdir;
+    scanner->output_suffix = request.outfilesuffix;
+    scanner->snapshot_id = request.snapid;
+    scanner->server = &server;
+    scanner->snapshots = &snapshots;
+    return scanner;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 Status azurestackpi_impl_discovery(aapi_pgn_server_handle_s& server, const DiscoveryRequest& request,
@@ -92,13 +110,12 @@ Status azurestackpi_impl_discovery(aapi_pgn_server_handle_s& server, const Disco
   log.detail("entering: selections: %s, proxyclients: %s, wkldoutdir: %s, outfilesuffix: %s, schedtype: %s, snapid: %s",
              request.selections.c_str(), request.proxyclients.c_str(), request.wkldoutdir.c_str(),
              request.outfilesuffix.c_str(), request.schedtype.c_str(), request.snapid.c_str());
-  fs_scanner_s scanner;
-  scanner.output_directory = request.wkldoutdir;
-  scanner.output_suffix = request.outfilesuffix;
-  scanner.snapshot_id = request.snapid;
-  scanner.server = &server;
-  scanner.snapshots = &snapshots;
-  const Status status = Discover(log, request, scanner);
+  const std::unique_ptr<fs_scanner_s> scanner = MakeScanner(server, request, snapshots);
+  if (!scanner) {
+    log.error("memory allocation error");
+    return kOutOfMemory;
+  }
+  const Status status = Discover(log, request, *scanner);
   log.detail("returning rc: %d", static_cast<int>(status));
   return status;
 }

@@ -19,9 +19,10 @@ struct DiscoveryRequest {
   std::string snapid;         // names the snapshots and stands in every workload file
 };
 
-/// Writes the workload files. Returns 0, also when the scan itself had to end early, which only the log tells; 6601 for
-/// machines without a worker, or a suffix or snapshot id of 512 bytes or more; the shell's status when the directory
-/// cannot be made; or the status of the selections. snapshots: used when the configuration wants snapshots now.
+/// Writes the workload files. Returns 0, also when the scan itself had to end early, which only the log tells; 6602
+/// without memory; 6601 for machines without a worker, or a suffix or snapshot id of 512 bytes or more; the shell's
+/// status when the directory cannot be made; or the status of the selections. snapshots: used when the configuration
+/// wants snapshots now.
 Status azurestackpi_impl_discovery(aapi_pgn_server_handle_s& server, const DiscoveryRequest& request,
                                    DiskSnapshots& snapshots);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
 #include <set>
 
 #include "src/base/logging.h"
@@ -27,7 +28,7 @@ class Scan {
       return;
     }
     if (take_snapshots_) {
-      SnapshotMachines(*scanner_.server, *scanner_.snapshots, scanner_.snapshot_id, std::move(disks_));
+      SnapshotMachines(*scanner_.server, *scanner_.snapshots, scanner_.snapshot_id, CopyDisks());
     }
     CompleteFiles();
     LogStatistics();
@@ -71,7 +72,7 @@ class Scan {
       return false;
     }
     Count(vm);
-    KeepDisks(path, vm);
+    written_.emplace(path, &vm);
     turn_ = (turn_ + 1) % scanner_.workers.size();
     return true;
   }
@@ -139,10 +140,15 @@ class Scan {
     }
   }
 
-  void KeepDisks(const std::string& path, const vm_details_t& vm) {
-    for (const DiskOwner* const disk : DisksOf(vm)) {
-      disks_[path].push_back(*disk);
+  // The snapshots complete the records that they are given.
+  MachineDisks CopyDisks() const {
+    MachineDisks disks;
+    for (const auto& [path, vm] : written_) {
+      for (const DiskOwner* const disk : DisksOf(*vm)) {
+        disks[path].push_back(*disk);
+      }
     }
+    return disks;
   }
 
   void ReadSnapshotSetting() {
@@ -190,9 +196,9 @@ class Scan {
   const FunctionLog log_{"run_scanner"};
   fs_scanner_s& scanner_;
   const std::string snapshot_record_;
-  std::set<std::string> seen_;  // lower-cased paths of machines
-  MachineDisks disks_;
-  std::size_t turn_ = 0;  // index of the worker that gets the next machine
+  std::set<std::string> seen_;                          // lower-cased paths of machines
+  std::map<std::string, const vm_details_t*> written_;  // by path; owned by the scan list
+  std::size_t turn_ = 0;                                // index of the worker that gets the next machine
   bool take_snapshots_ = false;
 };
 

@@ -46,6 +46,14 @@ std::string DirectoryWord(std::string_view directory) {
   return IsPlainWord(word) ? word : SingleQuoted(word);
 }
 
+// Drops the output and the errors that the command does not redirect itself.
+int RunInShell(std::string command, const Redirections& redirections) {
+  command += redirections.output ? "" : " >/dev/null";
+  command += redirections.errors ? "" : " 2>/dev/null";
+  // A shell is what the host asks for here; who builds a command quotes what comes from outside.
+  return std::system(command.c_str());  // NOLINT(cert-env33-c)
+}
+
 }  // namespace
 
 extern "C" {
@@ -54,15 +62,8 @@ int execute_immediate_cmd(const char* command) {
   if (command == nullptr) {
     return EINVAL;
   }
-  std::string line = command;
-  if (line.size() > kLongestCommand) {
-    return ENAMETOOLONG;
-  }
-  const Redirections redirections = FindRedirections(line);
-  line += redirections.output ? "" : " >/dev/null";
-  line += redirections.errors ? "" : " 2>/dev/null";
-  // A shell is what the host asks for here; who builds a command quotes what comes from outside.
-  return std::system(line.c_str());  // NOLINT(cert-env33-c)
+  const std::string_view line = command;
+  return line.size() > kLongestCommand ? ENAMETOOLONG : RunInShell(command, FindRedirections(line));
 }
 
 int create_out_dir(const char* directory) {
@@ -70,8 +71,8 @@ int create_out_dir(const char* directory) {
     return EINVAL;
   }
   const std::string command = "mkdir -p " + DirectoryWord(directory);
-  // A cut command would make another directory.
-  const int status = command.size() > kLongestDirectoryCommand ? ENAMETOOLONG : execute_immediate_cmd(command.c_str());
+  // A cut command would make another directory. A '>' in it is part of the name.
+  const int status = command.size() > kLongestDirectoryCommand ? ENAMETOOLONG : RunInShell(command, {});
   if (status != 0) {
     azurestackpi::FunctionLog(__func__).detail("Error while executing command: %s, error: %d", command.c_str(), status);
   }

@@ -36,25 +36,25 @@ std::string Id(const std::string& group, const std::string& kind, const std::str
   return "/subscriptions/sub/resourceGroups/" + group + "/providers/" + kind + "/" + name;
 }
 
-std::string DiskJson(const Machine& vm, const std::string& name) {
+std::string DiskJson(const Machine& vm, const std::string& name, int lun = 0) {
   std::string source = R"("vhd":{"uri":"https://acct.blob.local.example/vhds/)" + name + R"(.vhd"})";
   if (vm.managed) {
     source = R"("managedDisk":{"storageAccountType":"Standard_LRS","id":")" +
              Id("Disks", "Microsoft.Compute/disks", name) + R"("})";
   }
-  return R"({"lun":0,"name":")" + name + R"(","diskSizeGB":10,)" + source + "}";
+  return R"({"lun":)" + std::to_string(lun) + R"(,"name":")" + name + R"(","diskSizeGB":10,)" + source + "}";
 }
 
 std::string MachineJson(const Machine& vm) {
   std::string data_disks;
   for (int i = 0; i < vm.data_disks; ++i) {
-    data_disks += (i == 0 ? "" : ",") + DiskJson(vm, vm.name + "-d" + std::to_string(i));
+    data_disks += (i == 0 ? "" : ",") + DiskJson(vm, vm.name + "-d" + std::to_string(i), i);
   }
   const std::string boot =
       vm.boot_uri.empty() ? R"({"enabled":false})" : R"({"enabled":true,"storageUri":")" + vm.boot_uri + R"("})";
   return R"({"name":")" + vm.name + R"(","id":")" + Id(vm.group, "Microsoft.Compute/virtualMachines", vm.name) +
-         R"(","properties":{"hardwareProfile":{"vmSize":")" + vm.size + R"("},"storageProfile":{"osDisk":)" +
-         DiskJson(vm, vm.name + "-os") + R"(,"dataDisks":[)" + data_disks +
+         R"(","properties":{"vmId":"id-)" + vm.name + R"(","hardwareProfile":{"vmSize":")" + vm.size +
+         R"("},"storageProfile":{"osDisk":)" + DiskJson(vm, vm.name + "-os") + R"(,"dataDisks":[)" + data_disks +
          R"(]},"networkProfile":{"networkInterfaces":[{"id":")" +
          Id(vm.group, "Microsoft.Network/networkInterfaces", vm.name + "-nic") +
          R"("}]},"diagnosticsProfile":{"bootDiagnostics":)" + boot +

@@ -70,6 +70,9 @@ TEST_F(ShellCommandTest, ADirectoryNameIsOneWordWhateverItHolds) {
 
 TEST_F(ShellCommandTest, ADirectoryThatCannotBeMadeGivesTheShellsStatus) {
   const std::string file = folder.write_file("file", "");
+  testing::internal::CaptureStderr();
+  EXPECT_NE(create_out_dir((file + "/a>b 2>c").c_str()), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a '>' in a name redirects nothing";
   EXPECT_EQ(create_out_dir((file + "/below").c_str()), 1 << 8);
   EXPECT_TRUE(log.contains(1, "Error while executing command: mkdir -p " + file + "/below, error: 256"));
   EXPECT_NE(create_out_dir(""), 0);
