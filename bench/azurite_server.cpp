@@ -71,8 +71,9 @@ AzuriteServer::AzuriteServer() {
   const std::string accounts = folder_.path() + "/accounts";
   const std::string ready = folder_.path() + "/ready";
   std::ofstream(accounts) << kAccount << ":" << KeyText() << "\n";
-  process_ = std::make_unique<ChildProcess>(std::vector<std::string>{
-      "node", BENCH_SOURCE_DIR "/azurite/serve.mjs", "--memory", "--accounts-file", accounts, "--ready-file", ready});
+  const std::string program = std::string(BENCH_SOURCE_DIR) + "/azurite/serve.mjs";
+  process_ = std::make_unique<ChildProcess>(
+      std::vector<std::string>{"node", program, "--memory", "--accounts-file", accounts, "--ready-file", ready});
   port_ = AwaitReadyFile(ready);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/memory.h"
 #include "bench/open_session.h"
 #include "bench/ratio.h"
 #include "bench/raw_handle.h"
@@ -138,38 +139,15 @@ bool Growth() {
   return good && ratio <= 9.6;
 }
 
-// Peak of the heap's pages over a discovery, beside the same with a tenth of the machines: what is left over is the
-// machines', not the simulator's, whose world was made before.
-long PeakKib() {
-  std::FILE* const status = std::fopen("/proc/self/status", "re");
-  long peak = 0;
-  std::vector<char> line(256);
-  while (status != nullptr && std::fgets(line.data(), static_cast<int>(line.size()), status) != nullptr) {
-    if (std::sscanf(line.data(), "VmHWM: %ld", &peak) == 1) {  // NOLINT(cert-err34-c): the kernel's own text
-      break;
-    }
-  }
-  if (status != nullptr) {
-    static_cast<void>(std::fclose(status));
-  }
-  return peak;
-}
-
-void ResetPeak() {
-  if (std::FILE* const file = std::fopen("/proc/self/clear_refs", "we")) {
-    static_cast<void>(std::fputs("5", file));
-    static_cast<void>(std::fclose(file));
-  }
-}
-
+// The peak of a discovery; the simulator's world was made before.
 bool MemoryPerMachine(std::size_t machines) {
   Subject subject(machines);
   subject.simulator().clear_requests();
   malloc_trim(0);
-  ResetPeak();
+  bench::ResetPeak();
   const long before = bench::ResidentKib();
   const bool good = subject.Discover();
-  const long peak = PeakKib() - before;
+  const long peak = bench::PeakKib() - before;
   subject.simulator().clear_requests();
   std::printf("%zu machines: peak %ld KiB above the start, %.1f KiB a machine (the simulator's record included)\n",
               machines, peak, static_cast<double>(peak) / static_cast<double>(machines));

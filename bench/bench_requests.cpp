@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "bench/memory.h"
 #include "bench/open_session.h"
 #include "bench/ratio.h"
 #include "bench/raw_handle.h"

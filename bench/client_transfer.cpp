@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <random>
 #include <stdexcept>
 
 #include "bench/disk_layout.h"
 #include "bench/raw_transfer.h"
+#include "bench/repeatable_random.h"
 #include "storage/page_blob.h"
 
 namespace bench {
@@ -84,8 +84,8 @@ bool CoverExactly(const std::vector<Request>& requests, Verb verb, const std::ve
 
 std::vector<std::byte> RandomData(std::size_t size) {
   std::vector<std::byte> data(size);
-  std::mt19937 random(1);
-  std::generate(data.begin(), data.end(), [&random] { return static_cast<std::byte>(random() % 255 + 1); });
+  RepeatableRandom random;
+  std::generate(data.begin(), data.end(), [&random] { return static_cast<std::byte>(random.Next() % 255 + 1); });
   return data;
 }
 

@@ -199,7 +199,8 @@ class Relay {
       connection.AddTo(watched);
       until = connection.EarliestDue(until);
     }
-    const auto pause = std::chrono::duration_cast<std::chrono::nanoseconds>(until > now ? until - now : now - now);
+    const auto pause =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::max(until - now, Clock::duration::zero()));
     timespec timeout{};
     timeout.tv_sec = pause.count() / 1'000'000'000;
     timeout.tv_nsec = pause.count() % 1'000'000'000;

@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
-#include <random>
+
+#include "bench/repeatable_random.h"
 
 namespace bench {
 
 std::vector<PageRange> MixedRanges(std::uint64_t bytes) {
   constexpr std::uint64_t kUnit = 64 * kKib;
-  std::mt19937_64 random(1);
-  std::uniform_real_distribution<double> exponent(0.0, 9.0);  // 1 to 512 units
-  const auto draw = [&] { return kUnit * static_cast<std::uint64_t>(std::exp2(exponent(random))); };
+  constexpr double kMostDoublings = 9;  // 1 to 512 units
+  RepeatableRandom random;
+  const auto draw = [&] {
+    return kUnit * static_cast<std::uint64_t>(std::exp2(kMostDoublings * random.NextFraction()));
+  };
   std::vector<PageRange> ranges;
   std::uint64_t at = 0;
   for (std::uint64_t left = bytes; left > 0;) {

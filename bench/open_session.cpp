@@ -44,12 +44,4 @@ OpenSession::~OpenSession() {
   std::filesystem::remove_all(folder_, ignored);
 }
 
-long ResidentKib() {
-  std::ifstream statm("/proc/self/statm");
-  long total = 0;
-  long resident = 0;
-  statm >> total >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
 }  // namespace bench

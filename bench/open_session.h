@@ -29,7 +29,4 @@ class OpenSession {
   aapi_server_t* server_ = nullptr;
 };
 
-/// Resident memory of this process, in KiB.
-long ResidentKib();
-
 }  // namespace bench

@@ -15,10 +15,11 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
-#include <random>
 #include <string_view>
 #include <system_error>
 #include <thread>
+
+#include "bench/repeatable_random.h"
 
 namespace bench {
 namespace {
@@ -52,10 +53,10 @@ Descriptor OpenContent() {
 }
 
 void FillContent(int descriptor) {
-  std::mt19937_64 random(1);
-  std::vector<std::uint64_t> words(4 * 1024 * 1024 / sizeof(std::uint64_t));
+  RepeatableRandom random;
+  std::vector<std::uint64_t> words(4UL * 1024 * 1024 / sizeof(std::uint64_t));
   for (std::uint64_t written = 0; written < kContentSize;) {
-    std::generate(words.begin(), words.end(), [&random] { return random(); });
+    std::generate(words.begin(), words.end(), [&random] { return random.Next(); });
     const ssize_t now = write(descriptor, words.data(), words.size() * sizeof(std::uint64_t));
     if (now <= 0) throw std::system_error(errno, std::generic_category(), "write");
     written += static_cast<std::uint64_t>(now);

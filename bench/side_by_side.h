@@ -85,9 +85,8 @@ long FastestBuffer(Transfer&& transfer) {
   long best = 0;
   double best_seconds = 0;
   for (const long size : {16L * 1024, 128L * 1024, 512L * 1024}) {
-    std::vector<double> seconds;
-    for (int i = 0; i < 3; ++i) seconds.push_back(Seconds([&] { transfer(size); }));
-    const double median = SpreadOf(seconds).median;
+    const auto seconds = [&] { return Seconds([&] { transfer(size); }); };
+    const double median = SpreadOf({seconds(), seconds(), seconds()}).median;
     if (best == 0 || median < best_seconds) {
       best = size;
       best_seconds = median;
