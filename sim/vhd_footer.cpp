@@ -42,7 +42,7 @@ std::uint64_t checksum(std::string footer) {
 
 /// Cylinders, heads and sectors, as the format's own description derives them from the number of sectors.
 std::string geometry(std::uint64_t sectors) {
-  sectors = std::min<std::uint64_t>(sectors, 65535 * 16 * 255);
+  sectors = std::min<std::uint64_t>(sectors, 65535ULL * 16 * 255);
   std::uint64_t per_track = 17;
   std::uint64_t tracks = sectors / per_track;
   std::uint64_t heads = std::max<std::uint64_t>((tracks + 1023) / 1024, 4);
@@ -56,7 +56,7 @@ std::string geometry(std::uint64_t sectors) {
     heads = 16;
     tracks = sectors / per_track;
   }
-  if (sectors >= 65535 * 16 * 63) {
+  if (sectors >= 65535ULL * 16 * 63) {
     per_track = 255;
     heads = 16;
     tracks = sectors / per_track;
