@@ -38,20 +38,16 @@ TEST_F(Credentials, WhatIsMissingIsToldAtTheRightLevel) {
   std::filesystem::remove(folder.path("credentials"));
   EXPECT_EQ(Credential("ClientId"), "6662");
   EXPECT_EQ(Credential("ClientId", true), "6662");
-  log.session().credentials_path = nullptr;
-  EXPECT_EQ(Credential("ClientId"), "6662");
+  for (const char* const no_store : {static_cast<const char*>(nullptr), "/"}) {
+    log.session().credentials_path = no_store;
+    EXPECT_EQ(Credential("ClientId"), "6662");
+  }
   const std::string parameter = "return status 6661 : Unable to find the configuration parameter. \n";
   const std::string file =
       "4 GetCredsVal: Failed to read value of ClientId, return status 6662 : "
       "Unable to find the configuration file. \n";
   EXPECT_EQ(log.text(), "4 GetCredsVal: Failed to read value of ClientId, " + parameter +
-                            "3 GetCredsVal: Value not found for ClientId, " + parameter + file + file + file);
-}
-
-TEST_F(Credentials, ADirectoryIsNoStore) {
-  std::filesystem::create_directory(folder.path("credentials"));
-  log.session().credentials_path = "/";
-  EXPECT_EQ(Credential("ClientId"), "6662");
+                            "3 GetCredsVal: Value not found for ClientId, " + parameter + file + file + file + file);
 }
 
 // Others may read it: said once for each server that is opened, and again only after that.

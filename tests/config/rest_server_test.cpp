@@ -56,71 +56,55 @@ TEST_F(RestServer, ANameThatWouldHaveToBeCutIsRefused) {
   }
 }
 
-struct EndpointCase {
+struct NameCase {
   std::string name;
   Status status;
-  std::string region;
-  std::string domain;
+  std::string parts;  // each in parentheses
 };
 
-TEST_F(RestServer, RegionAndDomainOfAName) {
-  const std::vector<EndpointCase> cases = {
-      {"m.r.d1.d2", 0, "r", "d1.d2"},
-      {"m.r.d1.d2.d3.d4:443", 0, "r", "d1.d2.d3.d4:443"},
-      {"...x", 0, "", ".x"},
-      {"m.r..d", 0, "r", ".d"},
-      {"m.r.d1", 6601, "r", "d1"},
-      {"m.r.d1.", 6601, "r", "d1"},
-      {"m.r", 6601, "r", ""},
-      {"m", 6601, "", ""},
-      {"", 6601, "", ""},
+TEST_F(RestServer, PartsOfServerNamesAndSelections) {
+  const std::vector<NameCase> names = {
+      {"m.r.d1.d2", 0, "(r)(d1.d2)"},
+      {"m.r.d1.d2.d3.d4:443", 0, "(r)(d1.d2.d3.d4:443)"},
+      {"...x", 0, "()(.x)"},
+      {"m.r..d", 0, "(r)(.d)"},
+      {"m.r.d1", 6601, "(r)(d1)"},
+      {"m.r.d1.", 6601, "(r)(d1)"},
+      {"m.r", 6601, "(r)()"},
+      {"m", 6601, "()()"},
+      {"", 6601, "()()"},
   };
-  for (const EndpointCase& given : cases) {
-    std::string region;
-    std::string domain;
+  const std::vector<NameCase> selections = {
+      {"/sub", 0, "(sub)()()"},
+      {"/sub/", 0, "(sub)()()"},
+      {"/sub/group", 0, "(sub)(group)()"},
+      {"/sub/group/vm", 0, "(sub)(group)(vm)"},
+      {"/sub/group/vm/", 0, "(sub)(group)(vm)"},
+      {"/sub//vm", 0, "(sub)()(vm)"},
+      {"/a b/%s/\xc3\xa9", 0, "(a b)(%s)(\xc3\xa9)"},
+      {"sub/group", 0, "(group)()()"},
+      {"/sub/group/vm/more", 6795, "(sub)(group)(vm)"},
+      {"/sub/group/vm//", 6795, "(sub)(group)(vm)"},
+      {"sub", 6795, "()()()"},
+      {"/", 6795, "()()()"},
+      {"", 6795, "()()()"},
+  };
+  std::string one;
+  std::string two;
+  std::string three;
+  for (const NameCase& given : names) {
     log.clear();
-    EXPECT_EQ(azurestackpi::parseAzureEndpoint(given.name, region, domain), given.status) << given.name;
-    EXPECT_EQ(region, given.region) << given.name;
-    EXPECT_EQ(domain, given.domain) << given.name;
+    one = two = "";
+    EXPECT_EQ(azurestackpi::parseAzureEndpoint(given.name, one, two), given.status) << given.name;
+    EXPECT_EQ("(" + one + ")(" + two + ")", given.parts) << given.name;
     EXPECT_EQ(log.contains(4, "Server name is not in expected format: " + given.name), given.status != 0);
   }
-}
-
-struct SelectionCase {
-  std::string selection;
-  Status status;
-  std::string subscription;
-  std::string group;
-  std::string vm;
-};
-
-TEST_F(RestServer, PartsOfASelection) {
-  const std::vector<SelectionCase> cases = {
-      {"/sub", 0, "sub", "", ""},
-      {"/sub/", 0, "sub", "", ""},
-      {"/sub/group", 0, "sub", "group", ""},
-      {"/sub/group/vm", 0, "sub", "group", "vm"},
-      {"/sub/group/vm/", 0, "sub", "group", "vm"},
-      {"/sub//vm", 0, "sub", "", "vm"},
-      {"/a b/%s/\xc3\xa9", 0, "a b", "%s", "\xc3\xa9"},
-      {"sub/group", 0, "group", "", ""},
-      {"/sub/group/vm/more", 6795, "sub", "group", "vm"},
-      {"/sub/group/vm//", 6795, "sub", "group", "vm"},
-      {"sub", 6795, "", "", ""},
-      {"/", 6795, "", "", ""},
-      {"", 6795, "", "", ""},
-  };
-  for (const SelectionCase& given : cases) {
-    std::string subscription;
-    std::string group;
-    std::string vm;
+  for (const NameCase& given : selections) {
     log.clear();
-    EXPECT_EQ(azurestackpi::parseSRVSection(given.selection, subscription, group, vm), given.status) << given.selection;
-    EXPECT_EQ(subscription, given.subscription) << given.selection;
-    EXPECT_EQ(group, given.group) << given.selection;
-    EXPECT_EQ(vm, given.vm) << given.selection;
-    EXPECT_EQ(log.contains(4, "Incorrect selection entry: " + given.selection + ", return code: 6795"),
-              given.status != 0);
+    one = two = three = "";
+    EXPECT_EQ(azurestackpi::parseSRVSection(given.name, one, two, three), given.status) << given.name;
+    EXPECT_EQ("(" + one + ")(" + two + ")(" + three + ")", given.parts) << given.name;
+    EXPECT_EQ(log.contains(4, "Incorrect selection entry: " + given.name + ", return code: 6795"), given.status != 0);
   }
 }
 

@@ -8,7 +8,8 @@
 #include "sim/simulator.h"
 #include "tests/host/no_secret.h"
 #include "tests/host/program.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/read_file.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -41,8 +42,8 @@ class Discover : public testing::Test {
     options.world = world_;
     cloud_ = std::make_unique<sim::Simulator>(std::move(options));
     sim::write_client_files(folder_.path("client"), *cloud_, world_);
-    config_ = folder_.write("config", host_test::read_file(folder_.path("client/azurestack.conf")) +
-                                          "ENABLE_SNAPSHOT_CLEANUP=2\nCURL_VERBOSE=true\n" + more_config_);
+    config_ = folder_.write_file("config", test_support::read_file(folder_.path("client/azurestack.conf")) +
+                                               "ENABLE_SNAPSHOT_CLEANUP=2\nCURL_VERBOSE=true\n" + more_config_);
   }
 
   Outcome discover(std::vector<std::string> arguments, const std::vector<std::string>& environment = {}) const {
@@ -53,11 +54,11 @@ class Discover : public testing::Test {
   }
 
   void expect_no_secret(const Outcome& outcome) const {
-    host_test::expect_no_secret(outcome.output + outcome.error + host_test::read_file(folder_.path("log")), world_,
+    host_test::expect_no_secret(outcome.output + outcome.error + test_support::read_file(folder_.path("log")), world_,
                                 cloud_->requests());
   }
 
-  const host_test::TemporaryFolder folder_;
+  const test_support::TemporaryDirectory folder_;
   std::string more_config_;
   sim::World world_;
   std::unique_ptr<sim::Simulator> cloud_;
@@ -107,7 +108,7 @@ TEST_F(Discover, ShowsTheTreeAndWhatIsLeftOut) {
 TEST_F(Discover, ChangesNothing) {
   start(sim::demo_world());
   EXPECT_EQ(discover({subscription, "-vv"}).exit_code, 0);
-  const std::string log = host_test::read_file(folder_.path("log"));
+  const std::string log = test_support::read_file(folder_.path("log"));
   EXPECT_THAT(log, Not(HasSubstr("Snapshot creation")));
   EXPECT_THAT(log, HasSubstr("Delete Stale Snapshot: 0"));
   std::size_t read = 0;

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "host/errors.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ struct Case {
 };
 
 TEST(ReadLogin, TakesThePasswordFromFileOrCommand) {
-  const host_test::TemporaryFolder folder;
+  const test_support::TemporaryDirectory folder;
   const std::string longest(1023 - 5, 'x');
   const Case cases[] = {
       {"secret", "anna:secret"},
@@ -35,7 +35,7 @@ TEST(ReadLogin, TakesThePasswordFromFileOrCommand) {
       {std::string("a\0b", 3), ""},
   };
   for (const Case& given : cases) {
-    const std::string file = folder.write("password", given.content);
+    const std::string file = folder.write_file("password", given.content);
     for (const LoginSource& source : {LoginSource{"anna", file, ""}, LoginSource{"anna", "", "cat '" + file + "'"}}) {
       if (given.login.empty()) {
         EXPECT_THROW(host::read_login(source), UsageError) << given.content.substr(0, 20);
@@ -47,8 +47,8 @@ TEST(ReadLogin, TakesThePasswordFromFileOrCommand) {
 }
 
 TEST(ReadLogin, RefusesWhatCannotServe) {
-  const host_test::TemporaryFolder folder;
-  const std::string file = folder.write("password", "hunter2");
+  const test_support::TemporaryDirectory folder;
+  const std::string file = folder.write_file("password", "hunter2");
   const LoginSource sources[] = {{"anna", "", ""},
                                  {"anna", folder.path("absent"), ""},
                                  {"anna", folder.path(""), ""},

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "host/errors.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -24,9 +24,9 @@ TEST(Plugin, LoadsAndHandsOutTheTable) {
 }
 
 TEST(Plugin, RefusesWhatIsNone) {
-  const host_test::TemporaryFolder folder;
+  const test_support::TemporaryDirectory folder;
   EXPECT_NE(refusal(folder.path("absent.so")).find("absent.so"), std::string::npos);
-  EXPECT_NE(refusal(folder.write("text.so", "no library")).find("text.so"), std::string::npos);
+  EXPECT_NE(refusal(folder.write_file("text.so", "no library")).find("text.so"), std::string::npos);
   EXPECT_NE(refusal("libm.so.6").find("aapi_pgn_init"), std::string::npos);
   EXPECT_NE(refusal(FAKE_PLUGIN_OLD).find("6608"), std::string::npos);
   EXPECT_NE(refusal(FAKE_PLUGIN_GAP).find("entry point 38 of 38"), std::string::npos);

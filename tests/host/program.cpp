@@ -7,7 +7,8 @@
 #include <cstdlib>
 #include <system_error>
 
-#include "tests/host/temporary_folder.h"
+#include "tests/support/read_file.h"
+#include "tests/support/temporary_directory.h"
 
 namespace host_test {
 
@@ -41,7 +42,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::string& home,
                       const std::vector<std::string>& extra) {
-  const TemporaryFolder caught;
+  const test_support::TemporaryDirectory caught;
   std::vector<std::string> argv{AZSBACKUP_PROGRAM};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + home};
@@ -58,8 +59,8 @@ Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::stri
   if (failure != 0) throw std::system_error(failure, std::generic_category(), "cannot start " AZSBACKUP_PROGRAM);
   int status = 0;
   ::waitpid(child, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(caught.path("output")),
-          read_file(caught.path("error"))};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test_support::read_file(caught.path("output")),
+          test_support::read_file(caught.path("error"))};
 }
 
 }  // namespace host_test

@@ -5,13 +5,14 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/host/program.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/read_file.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
 using host_test::Outcome;
-using host_test::read_file;
 using host_test::run_azsbackup;
+using test_support::read_file;
 
 constexpr const char* good_name = "works.r1.stack.example";
 
@@ -27,7 +28,7 @@ class Program : public testing::Test {
   }
   std::string log() const { return read_file(log_); }
 
-  const host_test::TemporaryFolder folder_;
+  const test_support::TemporaryDirectory folder_;
   const std::string log_ = folder_.path("log");
 };
 
@@ -67,7 +68,7 @@ TEST_F(Program, ClosesTheHandleOfARefusedName) {
 }
 
 TEST_F(Program, GivesThePluginTheLoginAndShowsItNowhere) {
-  const std::string password = folder_.write("password", "hunter2\n");
+  const std::string password = folder_.write_file("password", "hunter2\n");
   const Outcome outcome =
       check({"--user", "anna", "--password-file", password, "-vv"}, {std::string("AZSBACKUP_SERVER=") + good_name});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
@@ -76,7 +77,7 @@ TEST_F(Program, GivesThePluginTheLoginAndShowsItNowhere) {
 }
 
 TEST_F(Program, TellsOfTheFilesItWasGiven) {
-  const std::string store = folder_.write("credentials", "ClientId=x\n");
+  const std::string store = folder_.write_file("credentials", "ClientId=x\n");
   std::filesystem::permissions(store, std::filesystem::perms(0644));
   const Outcome readable = check({"--server", good_name, "--credentials", store});
   EXPECT_EQ(readable.exit_code, 0);

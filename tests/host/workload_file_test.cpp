@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "host/machine_list.h"
-#include "tests/host/temporary_folder.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -25,10 +25,10 @@ struct Reading {
 };
 
 Reading read(const std::string& bytes) {
-  const host_test::TemporaryFolder folder;
+  const test_support::TemporaryDirectory folder;
   Reading reading;
   try {
-    host::read_workload_file(folder.write("w", bytes), [&](auto text) { reading.texts.emplace_back(text); });
+    host::read_workload_file(folder.write_file("w", bytes), [&](auto text) { reading.texts.emplace_back(text); });
   } catch (const WorkloadError& error) {
     reading.failure = error.what();
   }

@@ -105,20 +105,6 @@ TEST_F(NetworkTest, TheSubnetOfAVirtualNetwork) {
   EXPECT_EQ(network.getSubnet("/s/../V", subnet), kInvalidArgument);
 }
 
-TEST_F(NetworkTest, IdsOfNinePartsOnly) {
-  std::string subscription = "old";
-  std::string group;
-  std::string type;
-  std::string name;
-  EXPECT_FALSE(azurestack_network::parseResourceId("", subscription, group, type, name));
-  EXPECT_FALSE(azurestack_network::parseResourceId(
-      "/subscriptions/S/resourceGroups/R/providers/N/virtualNetworks/V/subnets/X", subscription, group, type, name));
-  EXPECT_EQ(subscription, "old");
-  EXPECT_TRUE(azurestack_network::parseResourceId("/subscriptions/S/resourceGroups/R/providers/N/T/X", subscription,
-                                                  group, type, name));
-  EXPECT_EQ(subscription + group + type + name, "SRTX");
-}
-
 TEST_F(NetworkTest, TheInstanceLivesWithARestoreSession) {
   EXPECT_EQ(azurestack_network::getInstance(), nullptr) << "a backup session";
   log.session().session_kind = AAPI_SESSION_RESTORE;

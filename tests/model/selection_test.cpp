@@ -226,25 +226,6 @@ TEST_F(SelectionTest, WithoutATokenNothingIsLeftOutSilently) {
   }
 }
 
-TEST(MetadataPathsTest, CarryTheValuesAsTheyAre) {
-  vm_details_t vm;
-  vm.m_subscription_id = "S";
-  vm.m_resource_group = "R";
-  vm.m_name = "a b'c";
-  vm.m_vm_size = "x/y=z";
-  vm.m_network_profile.m_nsg_name = "n";
-  std::vector<std::string> paths{"before"};
-  azurevm::azurestackpi_get_metapaths(vm, paths);
-  const std::string base = "/S/R/a b'c/Metadata/";
-  EXPECT_EQ(paths, (std::vector<std::string>{"before", base + "RgName=R", base + "Size=x/y=z",
-                                             base + "PowerState=", base + "Vnet=", base + "Subnet=", base + "Nsg=n",
-                                             base + "Key1=value", base + "Key2=value", base + "VmName=a b'c"}));
-  vm.m_network_profile.m_nsg_name.clear();
-  azurevm::azurestackpi_get_metapaths(vm, paths);
-  ASSERT_EQ(paths.size(), 18U);
-  EXPECT_EQ(paths[15], base + "Key1=value");
-}
-
 TEST(SavedResourcesTest, FillARecordFromTheMachineAmongThem) {
   const test_support::FreshState fresh;
   const std::string machine = ReadData(kRunning);
@@ -263,16 +244,6 @@ TEST(SavedResourcesTest, FillARecordFromTheMachineAmongThem) {
            {document("microsoft.compute/virtualmachines", "null"), kOk}}) {
     vm_details_t other;
     EXPECT_EQ(azurevm::ParseResources(text, other), expected) << text;
-  }
-}
-
-TEST(ResourceIdTest, TheGroupIsFoundBehindItsMark) {
-  const test_support::FreshState fresh;
-  EXPECT_EQ(azurevm::GetVMResourceGroupFromId("/subscriptions/S/resourceGroups/R/providers/x"), "R");
-  EXPECT_EQ(azurevm::GetVMResourceGroupFromId("resourceGroups/R"), "R");
-  EXPECT_EQ(azurevm::GetVMResourceGroupFromId("/resourceGroups/"), "");
-  for (const char* id : {"", "/subscriptions/S/resourcegroups/R/x", "/subscriptions/S/resourceGroups"}) {
-    EXPECT_THROW(azurevm::GetVMResourceGroupFromId(id), std::out_of_range) << id;
   }
 }
 

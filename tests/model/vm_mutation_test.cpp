@@ -246,9 +246,7 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
   const CapturedOutput output;
   const std::string managed_id = "/subscriptions/s/resourceGroups/rg/providers/Microsoft.Compute/disks/data1";
   const auto vhd = [](const char* uri) { return Json::array({{{"vhd", {{"uri", uri}}}}}); };
-  const auto managed = [](const std::string& id) {
-    return Json::array({{{"name", "d"}, {"managedDisk", {{"id", id}}}}});
-  };
+  const auto managed = [](const std::string& id) { return Json::array({{{"managedDisk", {{"id", id}}}}}); };
   Json slash = managed(managed_id);
   slash[0]["name"] = "a/b";
   Json two = Json::array({managed(managed_id)[0], managed(managed_id + "2")[0]});
@@ -268,7 +266,7 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
       {slash, "has a name or resource group that cannot be part of a path: a/b"},
       {managed("/subscriptions/s/resourceGroups/r?g/x/y/disks/d"), "has a name or resource group that cannot be part"},
       {managed("/subscriptions/s"), "its data disk 0 has a malformed managed-disk id: /subscriptions/s"},
-      {managed(""), "its data disk 0 d has neither a VHD address nor a managed-disk id"},
+      {managed(""), "has neither a VHD address nor a managed-disk id"},
       {two, ""},
       {one_lun, "two of its managed data disks have the LUN 1"},
       {"x", "its data disks cannot be read"},
@@ -281,29 +279,15 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
     const VmVerdict verdict = ReadText(body.dump(), vm);
     EXPECT_EQ(verdict.status, reason.empty() ? kOk : kConfigurationInvalid) << disks.dump();
     EXPECT_NE(verdict.reason.find(reason), std::string::npos) << verdict.reason;
+    for (const vm_data_disks_t& slot : vm.m_storage_profile.m_data_disks) {
+      const vm_managed_disk_t* const disk = verdict.status == kOk ? slot.m_disk.managed() : nullptr;
+      EXPECT_TRUE(disk == nullptr || disk->m_disk_id.ends_with("/" + disk->m_disk_name)) << "named by its id";
+    }
   }
   Json body = Json::parse(ReadData(kSecrets));
   body["properties"].erase("vmId");
   vm_details_t vm;
   EXPECT_EQ(ReadText(body.dump(), vm).reason, "it has managed disks, but no vmId to tell their snapshots by");
-}
-
-TEST(VmMutationTest, ADiskWithoutANameIsTheOneItsIdNames) {
-  const test_support::FreshState fresh;
-  const CapturedOutput output;
-  Json body = Json::parse(ReadData(kSecrets));
-  body["properties"]["storageProfile"]["dataDisks"] = Json::array();
-  for (const char* name : {"one", "two"}) {
-    body["properties"]["storageProfile"]["dataDisks"].push_back(
-        {{"lun", std::string_view(name) == "two" ? 1 : 0},
-         {"managedDisk", {{"id", std::string("/subscriptions/s/resourceGroups/rg/x/y/disks/") + name}}}});
-  }
-  vm_details_t vm;
-  ASSERT_EQ(ReadText(body.dump(), vm).status, kOk);
-  EXPECT_EQ(vm.m_storage_profile.m_data_disks[0].m_name, "one");
-  const vm_managed_disk_t* const second = vm.m_storage_profile.m_data_disks[1].m_disk.managed();
-  ASSERT_NE(second, nullptr);
-  EXPECT_EQ(second->m_disk_name, "two");
 }
 
 // Through the whole reader: whatever is wrong with one machine of a list, the others are read.
