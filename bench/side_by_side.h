@@ -20,7 +20,7 @@ struct Scale {
 
 /// What a benchmark's main does: keeps this process off the servers' processor, forbids proxies and runs. Returns 0, or
 /// 1 when run returns false or throws. The argument --quick means a sixteenth of the bytes and three rounds, for
-/// development.
+/// development: beginnings weigh more then, and bounds that hold for the whole may be missed.
 int MainOf(int count, char** arguments, bool (*run)(const Scale&));
 
 /// What the median of the first side may be of the second's; 0: not bound.
