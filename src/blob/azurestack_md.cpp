@@ -37,8 +37,7 @@ std::string EscapedForJson(const std::string& text) {
 // What asks for the page behind the one that names this address. The parameter stands anywhere in the query, its "$"
 // maybe encoded; empty when it is missing.
 std::string Continuation(const std::string& next_link) {
-  const std::string link = next_link.substr(0, next_link.find('#'));
-  for (const std::string& parameter : SplitText(link.substr(link.find('?') + 1), '&')) {
+  for (const std::string& parameter : SplitText(next_link.substr(next_link.find('?') + 1), '&')) {
     const std::size_t sign = parameter.find('=');
     const std::string name = parameter.substr(0, sign);
     if (sign != std::string::npos && sign + 1 < parameter.size() &&
