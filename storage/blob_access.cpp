@@ -63,7 +63,8 @@ std::string field_of(const std::string& query, const std::string& name) {
 std::string encoded_query(const Fields& query) {
   std::string text;
   for (const auto& [name, value] : query) {
-    text += (text.empty() ? "" : "&") + name + "=" + percent_encode(value, "/,:");
+    if (!text.empty()) text += '&';
+    text.append(name).append("=").append(percent_encode(value, "/,:"));
   }
   return text;
 }
@@ -142,7 +143,7 @@ SignedRequest BlobAccess::sign(const Request& request, std::time_t now, const st
   std::string query_text = encoded_query(query);
   if (!signature_.empty()) query_text += (query_text.empty() ? "" : "&") + signature_;
   SignedRequest result{endpoint_ + path + (query_text.empty() ? "" : "?" + query_text), {}};
-  for (const auto& [name, value] : headers) result.header_lines.push_back(name + ": " + value);
+  for (const auto& [name, value] : headers) result.header_lines.push_back(std::string(name).append(": ").append(value));
   if (!request.if_none_match.empty()) result.header_lines.push_back("If-None-Match: " + request.if_none_match);
   if (!account_.empty()) {
     result.header_lines.push_back("Authorization: " + authorization(request, path, query, headers));
@@ -156,11 +157,11 @@ std::string BlobAccess::authorization(const Request& request, const std::string&
   if (!request.body.empty()) text += std::to_string(request.body.size());
   // No MD5, type, date, other condition or Range is sent as a header of HTTP's own.
   text += "\n\n\n\n\n\n" + request.if_none_match + "\n\n\n";
-  for (const auto& [name, value] : headers) text += name + ":" + value + "\n";
+  for (const auto& [name, value] : headers) text.append(name).append(":").append(value).append("\n");
   text += "/" + account_ + path;
   Fields sorted = query;
   std::sort(sorted.begin(), sorted.end());
-  for (const auto& [name, value] : sorted) text += "\n" + name + ":" + value;
+  for (const auto& [name, value] : sorted) text.append("\n").append(name).append(":").append(value);
   return "SharedKey " + account_ + ":" + hmac_sha256_base64(key_, text);
 }
 

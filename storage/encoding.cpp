@@ -96,10 +96,10 @@ std::string http_date(std::time_t time) {
   std::tm parts{};
   gmtime_r(&time, &parts);
   std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
-                kDays.at(static_cast<std::size_t>(parts.tm_wday)), parts.tm_mday,
-                kMonths.at(static_cast<std::size_t>(parts.tm_mon)), parts.tm_year + 1900, parts.tm_hour, parts.tm_min,
-                parts.tm_sec);
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
+                                  kDays.at(static_cast<std::size_t>(parts.tm_wday)), parts.tm_mday,
+                                  kMonths.at(static_cast<std::size_t>(parts.tm_mon)), parts.tm_year + 1900,
+                                  parts.tm_hour, parts.tm_min, parts.tm_sec));
   return text.data();
 }
 

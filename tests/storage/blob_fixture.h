@@ -72,11 +72,10 @@ class BlobFixture : public testing::Test {
     for (const azurite::SeenRequest& request : proxy.requests()) {
       if (request.method != method || request.target.find(target) == std::string::npos) continue;
       for (const auto& header : request.headers) {
-        unsigned long begin = 0;
-        unsigned long end = 0;
-        if (header.first == "x-ms-range" && std::sscanf(header.second.c_str(), "bytes=%lu-%lu", &begin, &end) == 2) {
-          ranges.push_back({begin, end - begin + 1});
-        }
+        if (header.first != "x-ms-range") continue;
+        const std::string& text = header.second;  // "bytes=BEGIN-END"
+        const std::uint64_t begin = std::stoull(text.substr(6));
+        ranges.push_back({begin, std::stoull(text.substr(text.find('-') + 1)) - begin + 1});
       }
     }
     return ranges;

@@ -8,6 +8,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 using Ranges = std::vector<PageRange>;
+constexpr std::size_t k64KiB = 65536;
+constexpr std::size_t k256KiB = 262144;
+constexpr std::size_t k512KiB = 524288;
 
 class WriteStreamTest : public BlobFixture {
  protected:
@@ -25,15 +28,15 @@ TEST_F(WriteStreamTest, SendsNoPageOfZerosThatTheBlobHas) {
   auto blob = create_behind_proxy();
   const auto stream = blob.open_write();
   Bytes data = random_bytes(12 * kMiB);
-  std::fill_n(data.begin() + 512, 512, std::byte{0});             // less than a page: goes along
-  std::fill_n(data.begin() + 1 * kMiB, 64 * 1024, std::byte{0});  // in the middle of a request
-  std::fill_n(data.begin() + 4 * kMiB, 4 * kMiB, std::byte{0});   // a whole request
+  std::fill_n(data.begin() + 512, 512, std::byte{0});            // less than a page: goes along
+  std::fill_n(data.begin() + 1 * kMiB, k64KiB, std::byte{0});    // in the middle of a request
+  std::fill_n(data.begin() + 4 * kMiB, 4 * kMiB, std::byte{0});  // a whole request
   SeekWStream(*stream, 8 * kMiB);
   EXPECT_EQ(WriteStream(*stream, data.data(), data.size()), data.size());
   CloseWStream(*stream);
   EXPECT_EQ(stored(8 * kMiB, data.size()), data);
   EXPECT_EQ(by_offset(sent()),
-            (Ranges{{8 * kMiB, kMiB}, {9 * kMiB + 64 * 1024, 3 * kMiB - 64 * 1024}, {16 * kMiB, 4 * kMiB}}));
+            (Ranges{{8 * kMiB, kMiB}, {9 * kMiB + k64KiB, 3 * kMiB - k64KiB}, {16 * kMiB, 4 * kMiB}}));
 }
 
 TEST_F(WriteStreamTest, ZerosOverDataAreSent) {
@@ -42,15 +45,15 @@ TEST_F(WriteStreamTest, ZerosOverDataAreSent) {
   const Bytes zeros(kMiB);
   const auto stream = blob.open_write();
   WriteStream(*stream, data.data(), data.size());
-  SeekWStream(*stream, 512 * 1024);
-  WriteStream(*stream, zeros.data(), 256 * 1024);
+  SeekWStream(*stream, k512KiB);
+  WriteStream(*stream, zeros.data(), k256KiB);
   CloseWStream(*stream);
   const auto second = behind_proxy().open_write();  // of a blob that was there: nothing is known of it
   WriteStream(*second, zeros.data(), 4096);
   CloseWStream(*second);
   Bytes expected = data;
   std::fill_n(expected.begin(), 4096, std::byte{0});
-  std::fill_n(expected.begin() + 512 * 1024, 256 * 1024, std::byte{0});
+  std::fill_n(expected.begin() + std::ptrdiff_t{k512KiB}, k256KiB, std::byte{0});
   EXPECT_EQ(stored(0, kMiB), expected);
 }
 
