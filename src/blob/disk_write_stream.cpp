@@ -40,8 +40,7 @@ Status HandOn(const FunctionLog& log, disk_write_stream& context) {
 
 }  // namespace
 
-disk_write_stream::disk_write_stream(std::unique_ptr<azurestoragewrapper::write_stream> open_stream)
-    : stream(std::move(open_stream)), cache(std::make_unique_for_overwrite<std::byte[]>(kStreamCache)) {}
+disk_write_stream::disk_write_stream() : cache(std::make_unique_for_overwrite<std::byte[]>(kStreamCache)) {}
 
 Status OpenWriteStream(const std::string& uri, std::uint64_t size, disk_write_stream** context) {
   const FunctionLog log(__func__);
@@ -53,10 +52,13 @@ Status OpenWriteStream(const std::string& uri, std::uint64_t size, disk_write_st
     return status;
   }
   return CatchStorageFailures(log, {}, [&] {
+    // First what may lack memory: a blob that was made for nothing would stay.
+    auto opened = std::make_unique<disk_write_stream>();
     azurestoragewrapper::page_blob blob(connection.m_connection_string, connection.m_container_name,
                                         connection.m_vhd_name, size, StorageOptions(send_keepalive_callback));
     log.detail("Page blob object created , rc :");
-    *context = std::make_unique<disk_write_stream>(blob.open_write()).release();
+    opened->stream = blob.open_write();
+    *context = opened.release();
     return kOk;
   });
 }

@@ -16,7 +16,8 @@ inline constexpr std::size_t kStreamCache = 4194304;
 
 /// A disk that is open for writing. For one thread at a time.
 struct disk_write_stream {
-  explicit disk_write_stream(std::unique_ptr<azurestoragewrapper::write_stream> open_stream);
+  /// Without a stream yet. Throws std::bad_alloc.
+  disk_write_stream();
 
   std::unique_ptr<azurestoragewrapper::write_stream> stream;
   std::unique_ptr<std::byte[]> cache;

@@ -32,22 +32,6 @@ int CleanupAge(const FunctionLog& log) {
   return static_cast<int>(minutes);
 }
 
-// Runs a deletion; what is gone already is a success.
-template <typename Deletion>
-Status Delete(const FunctionLog& log, const Deletion& deletion) {
-  return CatchStorageFailures(log, kDeletionFailures, [&]() -> Status {
-    try {
-      deletion();
-    } catch (const azurestorage_exception& failure) {
-      if (failure.http_status() != kNotThere) {
-        throw;
-      }
-      log.flow("Nothing is there to delete: %s", failure.what());
-    }
-    return kOk;
-  });
-}
-
 void LogOutcome(const FunctionLog& log, Status status) {
   if (status != kOk) {
     log.error("Failed to delete snapshots. rc %d ", static_cast<int>(status));
@@ -99,10 +83,11 @@ Status DeleteSnapshot(const std::string& uri, const std::string& snapid, const s
     return status;
   }
   const int minutes = CleanupAge(log);
-  const Status status = Delete(log, [&] {
+  const Status status = CatchStorageFailures(log, kDeletionFailures, [&] {
     page_blob blob(connection.m_connection_string, connection.m_container_name, connection.m_vhd_name,
                    StorageOptions(keepalive));
     blob.delete_snapshots(snapid, snapkey, minutes);
+    return kOk;
   });
   LogOutcome(log, status);
   return status;
@@ -114,8 +99,18 @@ Status DeleteStaleSnapshot(const std::string& connection_string, const std::stri
   log.flow("Entering: connection_string: %s, snapid: %s, snapkey: %s", connection_string.c_str(), snapid.c_str(),
            snapkey.c_str());
   const int minutes = CleanupAge(log);
-  const Status status = Delete(log, [&] {
-    azurestoragewrapper::delete_stale_snapshots(connection_string, snapid, snapkey, minutes, StorageOptions(keepalive));
+  const Status status = CatchStorageFailures(log, kDeletionFailures, [&]() -> Status {
+    try {
+      azurestoragewrapper::delete_stale_snapshots(connection_string, snapid, snapkey, minutes,
+                                                  StorageOptions(keepalive));
+    } catch (const azurestorage_exception& failure) {
+      if (failure.http_status() != kNotThere) {
+        throw;
+      }
+      // A container that went while the account was swept took its snapshots along.
+      log.flow("Nothing is there to delete: %s", failure.what());
+    }
+    return kOk;
   });
   LogOutcome(log, status);
   return status;
@@ -135,10 +130,11 @@ Status DeleteBlob(const std::string& uri, aapi_keepalive_fn keepalive) {
   azurestackpi_connection connection;
   Status status = GetConnection(uri, &connection);
   if (status == kOk) {
-    status = Delete(log, [&] {
+    status = CatchStorageFailures(log, kDeletionFailures, [&] {
       page_blob blob(connection.m_connection_string, connection.m_container_name, connection.m_vhd_name,
                      StorageOptions(keepalive));
       blob.delete_blob();
+      return kOk;
     });
   }
   if (status != kOk) {

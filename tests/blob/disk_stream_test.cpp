@@ -27,7 +27,7 @@ using Bytes = std::vector<std::byte>;
 
 constexpr std::size_t kMiB = std::size_t{1} << 20U;
 constexpr std::size_t kPage = 4096;  // in which the client looks for zeros
-constexpr std::size_t kDiskPages = 6 * 1024;
+constexpr std::size_t kDiskPages = 6144;
 constexpr std::size_t kFooter = 512;  // of a VHD, behind the disk
 constexpr std::size_t kDiskSize = kDiskPages * kPage + kFooter;
 
@@ -107,7 +107,8 @@ class DiskStreamTest : public PageBlobTest, public testing::WithParamInterface<P
  protected:
   Status OpenWrite(disk_write_stream** context) {
     if (GetParam() == Place::kMemory) {
-      *context = new disk_write_stream(std::make_unique<MemoryWriteStream>(memory_));
+      *context = new disk_write_stream;
+      (*context)->stream = std::make_unique<MemoryWriteStream>(memory_);
       return kOk;
     }
     return OpenWriteStream(Address("disk.vhd"), kDiskSize, context);
@@ -244,7 +245,9 @@ class StreamCallsTest : public testing::Test {
     return context;
   }
   std::unique_ptr<disk_write_stream> Writer(MemoryDisk& disk) {
-    return std::make_unique<disk_write_stream>(std::make_unique<MemoryWriteStream>(disk));
+    auto context = std::make_unique<disk_write_stream>();
+    context->stream = std::make_unique<MemoryWriteStream>(disk);
+    return context;
   }
 
   test_support::FreshState fresh_;
@@ -388,6 +391,9 @@ class ImageHeaderTest : public testing::Test {
 };
 
 TEST_F(ImageHeaderTest, IsReadBackAndBelievedNothing) {
+  EXPECT_EQ(PaddingFor(131072), 131072U);
+  EXPECT_EQ(PaddingFor(131073), 131071U);
+  EXPECT_EQ(PaddingFor(262143), 1U);
   struct Row {
     const char* what;
     sparse_header_t header;
@@ -405,6 +411,7 @@ TEST_F(ImageHeaderTest, IsReadBackAndBelievedNothing) {
                          Row{"half a padding", {72, 9, 9, 2, 10}, 41, kInvalidArgument, 0},
                          Row{"no end of ranges", {72, 9, 9, huge, 10}, 100000, kInvalidArgument, 0},
                          Row{"a multiple that overflows", {72, 9, 9, huge / 16 + 2, 10}, 4096, kInvalidArgument, 0},
+                         Row{"a padding of another format", {72, 9, 9, 1, 131073}, 200000, kInvalidArgument, 0},
                          Row{"no end of padding", {72, 9, 9, 1, huge}, 100000, kInvalidArgument, 0}}) {
     EXPECT_EQ(ReadBack(row.header, row.behind), row.expected) << row.what;
     if (row.expected == kOk) {

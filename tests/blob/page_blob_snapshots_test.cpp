@@ -238,15 +238,19 @@ TEST_F(PageBlobSnapshotsTest, ASweepVisitsEveryAccountOfASubscription) {
   EXPECT_EQ(DeleteAllUnmanagedDiskStaleSnapshots(*server, subscription, container), kInternalError)
       << "an account that fails does not keep the next from being swept";
   EXPECT_EQ(Snapshots("two.vhd"), 2U);
+  account = "demodisks1";
+  EXPECT_EQ(Snapshots("one.vhd"), 1U);
+  account = "demodiag1";
   EXPECT_TRUE(log.contains(4, "for given Storage account aanokey"));
   EXPECT_TRUE(log.contains(1,
                            "connection_string  = DefaultEndpointsProtocol=http;AccountName=demodiag1;AccountKey="
                            "******;EndpointSuffix=local.azurestack.localhost:"));
   EXPECT_TRUE(log.contains(3, "Entering: connection_string: DefaultEndpointsProtocol=http;"));
+  Fail("GET", "^/" + container + "\\?", Refusal(404, "ContainerNotFound"), 1, 1);
+  EXPECT_EQ(DeleteAllUnmanagedDiskStaleSnapshots(*server, subscription, container), kOk) << "it went meanwhile";
+  EXPECT_EQ(Snapshots("two.vhd"), 2U);
   EXPECT_EQ(DeleteAllUnmanagedDiskStaleSnapshots(*server, subscription, container), kOk);
   EXPECT_EQ(Snapshots("two.vhd"), 1U);
-  account = "demodisks1";
-  EXPECT_EQ(Snapshots("one.vhd"), 1U);
 }
 
 // Taking and finding.
