@@ -108,7 +108,7 @@ VmVerdict azurevm::ParseVMResponse(const std::string& vm_name, vm_details_t& vm)
     return {status, WhyUnusable(calls_.response())};
   }
   vm.m_json = calls_.response().body;
-  const VmVerdict verdict = ReadVmDescription(root.get(), vm);
+  VmVerdict verdict = ReadVmDescription(root.get(), vm);
   if (verdict.status != kOk) {
     return verdict;
   }

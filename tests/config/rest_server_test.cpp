@@ -62,6 +62,14 @@ struct NameCase {
   std::string parts;  // each in parentheses
 };
 
+std::string Parts(const std::vector<std::string>& parts) {
+  std::string text;
+  for (const std::string& part : parts) {
+    text.append("(").append(part).append(")");
+  }
+  return text;
+}
+
 TEST_F(RestServer, PartsOfServerNamesAndSelections) {
   const std::vector<NameCase> names = {
       {"m.r.d1.d2", 0, "(r)(d1.d2)"},
@@ -96,14 +104,14 @@ TEST_F(RestServer, PartsOfServerNamesAndSelections) {
     log.clear();
     one = two = "";
     EXPECT_EQ(azurestackpi::parseAzureEndpoint(given.name, one, two), given.status) << given.name;
-    EXPECT_EQ("(" + one + ")(" + two + ")", given.parts) << given.name;
+    EXPECT_EQ(Parts({one, two}), given.parts) << given.name;
     EXPECT_EQ(log.contains(4, "Server name is not in expected format: " + given.name), given.status != 0);
   }
   for (const NameCase& given : selections) {
     log.clear();
     one = two = three = "";
     EXPECT_EQ(azurestackpi::parseSRVSection(given.name, one, two, three), given.status) << given.name;
-    EXPECT_EQ("(" + one + ")(" + two + ")(" + three + ")", given.parts) << given.name;
+    EXPECT_EQ(Parts({one, two, three}), given.parts) << given.name;
     EXPECT_EQ(log.contains(4, "Incorrect selection entry: " + given.name + ", return code: 6795"), given.status != 0);
   }
 }
