@@ -108,6 +108,17 @@ std::size_t delete_meant(BlobClient& client, const std::string& prefix, const st
   return deleted;
 }
 
+// A container that is gone has no snapshots left.
+std::size_t delete_if_there(BlobClient& client, const std::string& prefix, const std::optional<std::string>& only_blob,
+                            const SnapshotFilter& filter) {
+  try {
+    return delete_meant(client, prefix, only_blob, filter);
+  } catch (const azurestorage_exception& error) {
+    if (error.http_status() != 404) throw;
+    return 0;
+  }
+}
+
 template <typename Take>
 void for_each_container(BlobClient& client, const Take& take) {
   std::string marker;
@@ -228,12 +239,7 @@ std::unique_ptr<page_blob> page_blob::fetch_snapshot_blob(const std::string& sna
 bool page_blob::delete_blob() { return azurestoragewrapper::delete_blob(state_->client); }
 
 std::size_t page_blob::delete_snapshots(const std::string& snapid, const std::string& snapkey, int minutes) {
-  try {
-    return delete_meant(state_->client, name(), name(), {snapid, snapkey, minutes});
-  } catch (const azurestorage_exception& error) {
-    if (error.http_status() == 404) return 0;  // no such container: nothing of it is left
-    throw;
-  }
+  return delete_if_there(state_->client, name(), name(), {snapid, snapkey, minutes});
 }
 
 std::uint64_t page_blob::size() {
@@ -269,7 +275,7 @@ std::size_t delete_stale_snapshots(const std::string& connection_string, const s
   TryAll all(options);
   for_each_container(account, [&](const std::string& container) {
     BlobClient client{account.access.with_blob(container, ""), options};
-    all.step([&] { deleted += delete_meant(client, "", std::nullopt, {snapid, snapkey, minutes}); });
+    all.step([&] { deleted += delete_if_there(client, "", std::nullopt, {snapid, snapkey, minutes}); });
   });
   all.throw_first();
   return deleted;
