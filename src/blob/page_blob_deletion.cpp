@@ -15,12 +15,10 @@
 namespace azurestackpi {
 namespace {
 
-using azurestoragewrapper::azurestorage_exception;
 using azurestoragewrapper::page_blob;
 
 constexpr FailureRule kDeletionFailures{kInternalError, kInternalError, " "};
 constexpr long kDay = 1440;  // minutes
-constexpr int kNotThere = 404;
 
 // A setting that cannot be meant counts as missing: an age of nothing would delete what a backup still reads.
 int CleanupAge(const FunctionLog& log) {
@@ -99,17 +97,8 @@ Status DeleteStaleSnapshot(const std::string& connection_string, const std::stri
   log.flow("Entering: connection_string: %s, snapid: %s, snapkey: %s", connection_string.c_str(), snapid.c_str(),
            snapkey.c_str());
   const int minutes = CleanupAge(log);
-  const Status status = CatchStorageFailures(log, kDeletionFailures, [&]() -> Status {
-    try {
-      azurestoragewrapper::delete_stale_snapshots(connection_string, snapid, snapkey, minutes,
-                                                  StorageOptions(keepalive));
-    } catch (const azurestorage_exception& failure) {
-      if (failure.http_status() != kNotThere) {
-        throw;
-      }
-      // A container that went while the account was swept took its snapshots along.
-      log.flow("Nothing is there to delete: %s", failure.what());
-    }
+  const Status status = CatchStorageFailures(log, kDeletionFailures, [&] {
+    azurestoragewrapper::delete_stale_snapshots(connection_string, snapid, snapkey, minutes, StorageOptions(keepalive));
     return kOk;
   });
   LogOutcome(log, status);
