@@ -1,0 +1,37 @@
+// A request to stop (SIGINT, SIGTERM or SIGHUP), taken as a wish: what is open gets closed before the program leaves.
+#pragma once
+
+#include <signal.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace host {
+
+/// Thrown at the places where work can stop.
+class Interrupted : public std::runtime_error {
+ public:
+  Interrupted() : std::runtime_error("interrupted") {}
+};
+
+/// While it lives, those signals set a flag instead of ending the process, and a pipe that nobody reads gives an error
+/// (EPIPE) instead of SIGPIPE. One at a time; the flag starts cleared.
+class InterruptGuard {
+ public:
+  InterruptGuard();
+  ~InterruptGuard();
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+ private:
+  static constexpr std::size_t signal_count = 4;
+  std::array<struct sigaction, signal_count> before_{};
+};
+
+/// True once one of the signals has come.
+bool interrupted() noexcept;
+
+/// Throws Interrupted once one has come.
+void check_interrupt();
+
+}  // namespace host

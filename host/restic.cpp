@@ -1,0 +1,246 @@
+#include "host/restic.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <nlohmann/json.hpp>
+#include <system_error>
+#include <utility>
+
+#include "host/interrupt.h"
+#include "host/printable.h"
+
+namespace host {
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char* program = "restic";
+constexpr const char* host_name = "azsbackup";  // all hosts write as one, so that backups are found whichever made them
+constexpr int no_program = 127;
+constexpr std::size_t longest_message = 600;
+constexpr std::size_t copy_size = 1U << 20U;
+
+[[noreturn]] void fail_system(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
+
+struct Pipe {
+  FileDescriptor read;
+  FileDescriptor write;
+};
+
+Pipe make_pipe() {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) fail_system("cannot make a pipe");
+  Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  ::fcntl(ends[1], F_SETPIPE_SZ, copy_size);  // a larger pipe means fewer switches; the usual size works as well
+  return pipe;
+}
+
+// restic's words go to memory, where there is always room: a pipe that nobody empties would block it.
+FileDescriptor memory_file() {
+  FileDescriptor file(::memfd_create("azsbackup-restic", MFD_CLOEXEC));
+  if (!file.valid()) fail_system("cannot keep a program's output");
+  return file;
+}
+
+FileDescriptor null_input() {
+  FileDescriptor file(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+  if (!file.valid()) fail_system("cannot open /dev/null");
+  return file;
+}
+
+std::string content(const FileDescriptor& file) {
+  std::string text;
+  std::array<char, 16384> piece;
+  while (true) {
+    const ssize_t count = ::pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(text.size()));
+    if (count < 0) fail_system("cannot read a program's output");
+    if (count == 0) return text;
+    text.append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::string without_password(const std::string& address) {
+  const std::size_t scheme = address.find("://");
+  if (scheme == std::string::npos) return address;
+  const std::size_t start = scheme + 3;
+  const std::size_t at = address.substr(0, address.find('/', start)).rfind('@');
+  const std::size_t colon = address.find(':', start);
+  if (at == std::string::npos || at < start || colon > at) return address;
+  return address.substr(0, colon + 1) + "***" + address.substr(at);
+}
+
+bool is_ours(std::string_view variable) {
+  constexpr std::array<std::string_view, 3> names{"RESTIC_REPOSITORY", "RESTIC_PASSWORD", "AZSBACKUP_"};
+  return std::any_of(names.begin(), names.end(),
+                     [&](std::string_view name) { return variable.substr(0, name.size()) == name; });
+}
+
+// What this program was started with may hold the keys of the repository's storage, so restic gets it.
+std::vector<std::string> environment_for(const RepositoryAccess& access) {
+  std::vector<std::string> variables;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    if (!is_ours(*variable)) variables.emplace_back(*variable);
+  }
+  variables.push_back("RESTIC_REPOSITORY=" + access.address);
+  variables.push_back(access.password_file.empty() ? "RESTIC_PASSWORD_COMMAND=" + access.password_command
+                                                   : "RESTIC_PASSWORD_FILE=" + access.password_file);
+  return variables;
+}
+
+std::vector<std::string> command(const std::vector<std::string>& arguments) {
+  std::vector<std::string> words{program, "--quiet"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return words;
+}
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+  if (what.empty() || what == by) return text;
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+    text.replace(at, what.size(), by);
+  }
+  return text;
+}
+
+ResticSnapshot snapshot_of(const Json& object) {
+  ResticSnapshot snapshot{object.at("id"), object.at("time"), "", {}};
+  const Json& paths = object.at("paths");
+  if (paths.size() == 1) snapshot.path = paths.front();
+  if (object.contains("tags")) snapshot.tags = object["tags"].get<std::vector<std::string>>();
+  return snapshot;
+}
+
+}  // namespace
+
+std::string ResticSnapshot::tag(std::string_view name) const {
+  const std::string mark = std::string(name) + "=";
+  const auto found = std::find_if(tags.begin(), tags.end(), [&](const auto& tag) { return tag.rfind(mark, 0) == 0; });
+  return found == tags.end() ? "" : found->substr(mark.size());
+}
+
+Restic::Restic(RepositoryAccess access) : access_(std::move(access)), environment_(environment_for(access_)) {}
+
+void Restic::open() const { run({"cat", "config"}); }
+
+void Restic::init() const { run({"init", "--repository-version", "2"}); }
+
+std::vector<ResticSnapshot> Restic::snapshots(const std::string& tag) const {
+  return list({"snapshots", "--json", "--tag", tag});
+}
+
+std::optional<ResticSnapshot> Restic::find(const std::string& id) const {
+  const auto found = list({"snapshots", "--json", "--", id});
+  const bool is_it = found.size() == 1 && found.front().id.rfind(id, 0) == 0;
+  return is_it ? std::optional(found.front()) : std::nullopt;
+}
+
+void Restic::dump(const ResticSnapshot& snapshot, const std::function<void(const char*, std::size_t)>& take) const {
+  const FileDescriptor input = null_input();
+  const FileDescriptor error = memory_file();
+  Pipe pipe = make_pipe();
+  ChildProcess child(command({"dump", "--", snapshot.id, snapshot.path}), environment_,
+                     {input.get(), pipe.write.get(), error.get()});
+  pipe.write.close();  // or the stream would never end
+  std::vector<char> piece(copy_size);
+  while (true) {
+    check_interrupt();
+    const ssize_t count = ::read(pipe.read.get(), piece.data(), piece.size());
+    if (count == 0) break;
+    if (count > 0) take(piece.data(), static_cast<std::size_t>(count));
+    if (count < 0 && errno != EINTR) fail_system("cannot read from restic");
+  }
+  require_success(child.wait(), error);
+}
+
+// A host that was killed leaves its lock behind, and a check wants the repository to itself; only locks whose owner is
+// gone are removed here.
+void Restic::check() const {
+  run({"unlock"});
+  run({"check"});
+}
+
+void Restic::forget(const std::vector<std::string>& ids, bool prune) const {
+  run({"unlock"});
+  std::vector<std::string> arguments{"forget"};
+  if (prune) arguments.emplace_back("--prune");
+  arguments.emplace_back("--");
+  arguments.insert(arguments.end(), ids.begin(), ids.end());
+  run(arguments);
+}
+
+std::string Restic::name() const { return without_password(access_.address); }
+
+std::string Restic::run(std::vector<std::string> arguments) const {
+  const FileDescriptor input = null_input();
+  const FileDescriptor output = memory_file();
+  const FileDescriptor error = memory_file();
+  ChildProcess child(command(arguments), environment_, {input.get(), output.get(), error.get()});
+  require_success(child.wait(), error);
+  return content(output);
+}
+
+std::vector<ResticSnapshot> Restic::list(const std::vector<std::string>& arguments) const {
+  const std::string text = run(arguments);
+  try {
+    std::vector<ResticSnapshot> snapshots;
+    for (const Json& object : Json::parse(text)) snapshots.push_back(snapshot_of(object));
+    std::sort(snapshots.begin(), snapshots.end(),
+              [](const auto& left, const auto& right) { return left.time < right.time; });
+    return snapshots;
+  } catch (const Json::exception& failure) {
+    throw ResticError(std::string("restic's list of snapshots cannot be read: ") + failure.what());
+  }
+}
+
+void Restic::require_success(int exit_code, const FileDescriptor& error) const {
+  if (exit_code == 0) return;
+  if (exit_code == no_program) throw ResticError("the program restic cannot be started; install it");
+  const std::string words = replaced(content(error), access_.address, name());
+  const std::string end = words.size() > longest_message ? words.substr(words.size() - longest_message) : words;
+  throw ResticError("restic failed (exit code " + std::to_string(exit_code) + "): " + printable(end));
+}
+
+ResticUpload::ResticUpload(const Restic& restic, const std::string& path, const std::vector<std::string>& tags)
+    : restic_(restic), output_(memory_file()), error_(memory_file()) {
+  std::vector<std::string> arguments{"backup", "--json", "--stdin", "--stdin-filename", path, "--host", host_name};
+  for (const std::string& tag : tags) arguments.insert(arguments.end(), {"--tag", tag});
+  Pipe pipe = make_pipe();
+  pipe_ = std::move(pipe.write);
+  child_.emplace(command(arguments), restic.environment_, ChildStreams{pipe.read.get(), output_.get(), error_.get()});
+}
+
+void ResticUpload::write(const char* data, std::size_t size) {
+  while (size > 0) {
+    check_interrupt();
+    const ssize_t written = ::write(pipe_.get(), data, size);
+    if (written >= 0) {
+      data += written;
+      size -= static_cast<std::size_t>(written);
+    } else if (errno == EPIPE) {
+      restic_.require_success(child_->wait(), error_);
+      throw ResticError("restic ended before the end of the stream");
+    } else if (errno != EINTR) {
+      fail_system("cannot write to restic");
+    }
+  }
+}
+
+std::string ResticUpload::finish() {
+  pipe_.close();
+  restic_.require_success(child_->wait(), error_);
+  const std::string text = content(output_);
+  try {
+    const std::size_t summary = text.find("{\"message_type\":\"summary\"");
+    if (summary == std::string::npos) throw ResticError("restic does not tell which snapshot it made");
+    return Json::parse(text.substr(summary, text.find('\n', summary) - summary)).at("snapshot_id");
+  } catch (const Json::exception& failure) {
+    throw ResticError(std::string("restic's report cannot be read: ") + failure.what());
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,99 @@
+// The repository: a restic repository, kept by the restic program. Its address and its password go to restic through
+// the environment, since arguments can be seen by every user of the machine.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/child_process.h"
+#include "host/file_descriptor.h"
+
+namespace host {
+
+/// restic could not do what was asked. The text is restic's own last words, without a password, fit for a terminal.
+class ResticError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct RepositoryAccess {
+  std::string address;           // a directory, "sftp:...", "rest:https://...", ...: as restic takes it
+  std::string password_file;     // exactly one of these two is given
+  std::string password_command;  // split into words and run by restic itself
+};
+
+struct ResticSnapshot {
+  std::string id;    // 64 hexadecimal digits
+  std::string time;  // as restic writes it, RFC 3339
+  std::string path;  // of the one file in it
+  std::vector<std::string> tags;
+
+  /// The value of the tag "NAME=VALUE"; empty: there is none.
+  std::string tag(std::string_view name) const;
+};
+
+/// All members throw ResticError when restic fails, Interrupted, and std::system_error.
+class Restic {
+ public:
+  explicit Restic(RepositoryAccess access);
+
+  /// Fails unless there is a repository and the password opens it.
+  void open() const;
+  /// Makes a new repository (version 2, which compresses).
+  void init() const;
+
+  /// Those that carry this tag, oldest first.
+  std::vector<ResticSnapshot> snapshots(const std::string& tag) const;
+  /// The one with this id, which may be shortened; none: there is none.
+  std::optional<ResticSnapshot> find(const std::string& id) const;
+
+  /// Hands the bytes of a snapshot's file to take, in order. When it fails, what was handed out is not the whole.
+  void dump(const ResticSnapshot& snapshot, const std::function<void(const char*, std::size_t)>& take) const;
+
+  /// Checks the structure of the whole repository, its data not read.
+  void check() const;
+  /// Removes the snapshots; with prune also the data that no snapshot needs any more.
+  void forget(const std::vector<std::string>& ids, bool prune) const;
+
+  /// The address without a password.
+  std::string name() const;
+
+ private:
+  friend class ResticUpload;
+
+  std::string run(std::vector<std::string> arguments) const;
+  std::vector<ResticSnapshot> list(const std::vector<std::string>& arguments) const;
+  /// Throws ResticError for an exit code other than 0; error holds what restic wrote.
+  void require_success(int exit_code, const FileDescriptor& error) const;
+
+  RepositoryAccess access_;
+  std::vector<std::string> environment_;
+};
+
+/// One stream into the repository. Unless finish() returned, no snapshot is made: restic is ended before it sees the
+/// stream's end.
+class ResticUpload {
+ public:
+  /// path names the stream in the repository and begins with a slash. restic must outlive the upload.
+  ResticUpload(const Restic& restic, const std::string& path, const std::vector<std::string>& tags);
+
+  /// Throws ResticError when restic has ended, Interrupted.
+  void write(const char* data, std::size_t size);
+
+  /// Ends the stream and gives the new snapshot's id, possibly shortened. Throws ResticError, Interrupted.
+  std::string finish();
+
+ private:
+  const Restic& restic_;
+  FileDescriptor output_;
+  FileDescriptor error_;
+  FileDescriptor pipe_;  // before the child, so that the child ends while the pipe is still open
+  std::optional<ChildProcess> child_;
+};
+
+}  // namespace host
