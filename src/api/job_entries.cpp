@@ -37,6 +37,18 @@ SnapshotCleanup ReadCleanupPolicy(const FunctionLog& log) {
   return static_cast<SnapshotCleanup>(policy);
 }
 
+// Without a name every old snapshot would be meant, whatever the policy says of those.
+Status DeleteSnapshotsOfBackup(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const char* selections,
+                               const std::string& snapid) {
+  const std::string& name = snapid.empty() ? server.snapshot_name : snapid;
+  if (name.empty()) {
+    log.error("The snapshots of this backup stay: the host gave no snapshot id. AAPI_Errno = %d",
+              static_cast<int>(azurestackpi::kInvalidArgument));
+    return azurestackpi::kInvalidArgument;
+  }
+  return azurestackpi::azurestack_delete_snapshots(server, selections, name);
+}
+
 Status OnlyReturning(const char* function) {
   return RunEntryPoint({function, nullptr}, {}, [](const FunctionLog&) { return azurestackpi::kOk; });
 }
@@ -90,7 +102,7 @@ std::uint32_t azurestackpi_postprocess_v1(aapi_server_t* server, const char* sel
     log.flow("VM Snapshot done in Discovery: %s", in_discovery.c_str());
     Status of_this_backup = azurestackpi::kOk;
     if (azurestackpi::IsYes(in_discovery)) {
-      of_this_backup = azurestackpi::azurestack_delete_snapshots(*server, selections, getValue(snapid));
+      of_this_backup = DeleteSnapshotsOfBackup(log, *server, selections, getValue(snapid));
     }
     Status of_stale_ones = azurestackpi::kOk;
     if (cleanup == SnapshotCleanup::kDeleteAfterBackup) {

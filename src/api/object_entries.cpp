@@ -7,6 +7,7 @@
 #include "src/base/server_handle.h"
 #include "src/model/azurestack_storagekeys.h"
 #include "src/object/object_properties.h"
+#include "src/object/open_object.h"
 
 using azurestackpi::EntryFrame;
 using azurestackpi::FunctionLog;
@@ -23,13 +24,12 @@ struct aapi_object_list_s {
 
 namespace {
 
-// Until disks and metadata are there, what leads to them ends here.
-Status NotThereYet(const FunctionLog&) { return azurestackpi::kOperationFailed; }
-
-Status azurestackpi_get_object_prop(const FunctionLog& log, const char* path, aapi_object_info_v1_t& info,
-                                    const aapi_pgn_server_handle_s& server) {
+// query: fills info for the object at path and returns a status.
+template <typename Query>
+Status azurestackpi_get_object_prop(const FunctionLog& log, const char* path, const aapi_object_info_v1_t& info,
+                                    Query query) {
   log.detail("pathname: %s", path);
-  const Status status = azurestackpi::azurestackpi_get_object_metadata(path, info, server);
+  const Status status = query();
   if (status != azurestackpi::kOk) {
     log.error("azurestackpi_get_object_metadata failed, returning rc: %d", static_cast<int>(status));
     return status;
@@ -47,12 +47,18 @@ std::uint32_t azurestackpi_open_object_v1(aapi_server_t* server, const char* pat
   return RunEntryPoint({__func__}, {server, path, out}, [&](const FunctionLog& log) {
     *out = nullptr;
     log.detail("pathname: %s", path);
-    return NotThereYet(log);
+    std::unique_ptr<aapi_object_s> object;
+    const Status status = azurestackpi::OpenObject(log, *server, path, object);
+    *out = object.release();
+    return status;
   });
 }
 
 std::uint32_t azurestackpi_close_object_v1(aapi_object_t* object) {
-  return RunEntryPoint({__func__}, {object}, NotThereYet);
+  return RunEntryPoint({__func__}, {object}, [&](const FunctionLog& log) {
+    const std::unique_ptr<aapi_object_s> owned(object);
+    return azurestackpi::CloseObject(log, *owned);
+  });
 }
 
 std::uint32_t azurestackpi_create_object_v1(aapi_server_t* server, const char* path,
@@ -60,7 +66,7 @@ std::uint32_t azurestackpi_create_object_v1(aapi_server_t* server, const char* p
   return RunEntryPoint({__func__}, {server, path, out}, [&](const FunctionLog& log) {
     *out = nullptr;
     log.detail("pathname: %s", path);
-    return NotThereYet(log);
+    return azurestackpi::CreateObject(*server, path);
   });
 }
 
@@ -69,12 +75,12 @@ std::uint32_t azurestackpi_delete_object_v1(aapi_server_t* server, const char* /
                        [](const FunctionLog&) { return azurestackpi::kOk; });
 }
 
-std::uint32_t azurestackpi_read_object_v1(aapi_object_t* object, void* buffer, std::uint64_t /*length*/,
-                                          std::uint64_t /*offset*/, std::uint64_t* bytes_read) {
+std::uint32_t azurestackpi_read_object_v1(aapi_object_t* object, void* buffer, std::uint64_t length,
+                                          std::uint64_t offset, std::uint64_t* bytes_read) {
   return RunEntryPoint(
       {__func__, "Entering", EntryFrame::Leave::kSilent}, {object, buffer, bytes_read}, [&](const FunctionLog& log) {
         *bytes_read = 0;
-        const Status status = NotThereYet(log);
+        const Status status = azurestackpi::azurestackpi_impl_read_object(*object, buffer, length, offset, *bytes_read);
         log.flow("returning rc: %d, bytesRead: %lu", static_cast<int>(status), static_cast<unsigned long>(*bytes_read));
         return status;
       });
@@ -96,7 +102,8 @@ std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* bu
                                      static_cast<int>(azurestackpi::kInvalidArgument));
                            return azurestackpi::kInvalidArgument;
                          }
-                         return NotThereYet(log);
+                         log.error("%s is open for reading", object->path.c_str());
+                         return azurestackpi::kInvalidObject;
                        });
 }
 
@@ -110,7 +117,10 @@ std::uint32_t azurestackpi_flush_v1(aapi_object_t* object) {
 }
 
 std::uint32_t azurestackpi_get_object_prop_v1(aapi_object_t* object, aapi_object_info_v1_t* out) {
-  return RunEntryPoint({__func__}, {object, out}, NotThereYet);
+  return RunEntryPoint({__func__}, {object, out}, [&](const FunctionLog& log) {
+    return azurestackpi_get_object_prop(log, object->path.c_str(), *out,
+                                        [&] { return azurestackpi::GetOpenObjectProperties(*object, *out); });
+  });
 }
 
 std::uint32_t azurestackpi_get_object_prop_byname_v1(aapi_server_t* server, const char* path,
@@ -121,7 +131,8 @@ std::uint32_t azurestackpi_get_object_prop_byname_v1(aapi_server_t* server, cons
         status != azurestackpi::kOk) {
       return status;
     }
-    return azurestackpi_get_object_prop(log, path, *out, *server);
+    return azurestackpi_get_object_prop(
+        log, path, *out, [&] { return azurestackpi::azurestackpi_get_object_metadata(path, *out, *server); });
   });
 }
 

@@ -13,6 +13,7 @@
 #include "src/config/rest_server.h"
 #include "src/model/azurestack_network.h"
 #include "src/model/azurestack_storagekeys.h"
+#include "src/object/object_maps.h"
 
 using azurestackpi::AzureStackPi_Config;
 using azurestackpi::EntryFrame;
@@ -45,6 +46,7 @@ void ReadyConfiguration(aapi_pgn_server_handle_s& server, const aapi_credentials
 void ForgetCloud() {
   azurestackpi::azurestack_storagekeys::destroyInstance();
   azurestackpi::azurestack_network::destroyInstance();
+  azurestackpi::ClearObjectMaps();
   platform::drop_connections();
 }
 

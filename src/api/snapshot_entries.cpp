@@ -1,10 +1,12 @@
 // Entry points of one disk's snapshot, and of the paths inside one.
 #include <cstring>
+#include <string>
 
 #include "platform/bounded_text.h"
 #include "src/api/entry_frame.h"
 #include "src/api/entry_points.h"
 #include "src/base/server_handle.h"
+#include "src/object/vm_disk_snapshots.h"
 
 using azurestackpi::EntryFrame;
 using azurestackpi::FunctionLog;
@@ -46,13 +48,15 @@ std::uint32_t azurestackpi_disallow_snapshot_v1(aapi_server_t* server, const cha
 
 std::uint32_t azurestackpi_create_snapshot_v1(aapi_server_t* server, const char* path, aapi_snapshot_v1_t* out) {
   return RunEntryPoint({__func__}, {server, path, out},
-                       [](const FunctionLog&) { return azurestackpi::kOperationFailed; });
+                       [&](const FunctionLog&) { return azurestackpi::CreateSnapshotOfDisk(*server, path, *out); });
 }
 
 std::uint32_t azurestackpi_delete_snapshot_v1(aapi_server_t* server, const char* path,
                                               const aapi_snapshot_v1_t* snapshot) {
-  return RunEntryPoint({__func__}, {server, path, snapshot},
-                       [](const FunctionLog&) { return azurestackpi::kOperationFailed; });
+  return RunEntryPoint({__func__}, {server, path, snapshot}, [&](const FunctionLog&) {
+    const std::string name(snapshot->name, strnlen(snapshot->name, sizeof(snapshot->name)));
+    return azurestackpi::DeleteSnapshotOfDisk(*server, path, name);
+  });
 }
 
 std::uint32_t azurestackpi_rename_snapshot_v1(aapi_server_t* server, const char* /*path*/, const char* /*from*/,

@@ -36,6 +36,8 @@ enum : Status {
   kExportFailed = 6778,
   kCancelExportFailed = 6779,
   kDeleteSnapshotFailed = 6780,
+  kNotExported = 6781,       // a snapshot whose access address was revoked or never asked for
+  kStreamOpenFailed = 6782,  // of a managed disk, by an exception
   kSnapshotBlobNotFound = 6783,
   kAsyncNoStatus = 6784,
   kAsyncInProgress = 6785,

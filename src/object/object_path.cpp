@@ -124,6 +124,11 @@ bool azurestackpi_is_metafile_with_contents(const std::string& path) {
                      [&](const MetadataKey& key) { return key.has_contents && Contains(path, key.marker); });
 }
 
+std::string WithoutEndSlash(const std::string& path) {
+  const bool ends_so = path.ends_with('/') && CountSlashes(path) == kDiskPathSlashes + 1;
+  return ends_so ? path.substr(0, path.size() - 1) : path;
+}
+
 void azurestackpi_get_vmpath(const std::string& path, std::string& vm_path) {
   const std::size_t end = FindSlash(path, kVmPathSlashes + 1);
   vm_path = end == std::string::npos ? std::string() : path.substr(0, end);

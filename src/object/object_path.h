@@ -34,6 +34,9 @@ bool azurestackpi_is_metafile_with_contents(const std::string& path);
 /// "/Metadata/VmName=" stands in the path: the object that completes a machine's metadata at restore.
 bool azurestackpi_is_last_metafile(const std::string& path);
 
+/// The path without the slash at its end when it has seven slashes: the same disk, as a directory's name is written.
+std::string WithoutEndSlash(const std::string& path);
+
 /// Sets vm_path to what stands before the fourth slash; empty, so invalid, when there is none.
 void azurestackpi_get_vmpath(const std::string& path, std::string& vm_path);
 

@@ -3,12 +3,18 @@
 #include "platform/bounded_text.h"
 #include "platform/clock.h"
 #include "src/base/logging.h"
+#include "src/object/disk_properties.h"
 #include "src/object/object_path.h"
+#include "src/object/open_object.h"
+#include "src/object/vm_configuration.h"
+#include "src/object/vm_disk_snapshots.h"
 
 namespace azurestackpi {
 namespace {
 
 constexpr std::size_t kDiskSlashes = 6;
+constexpr std::uint32_t kReadableFile = 0100644;
+constexpr std::uint64_t kBlock = 512;
 
 void Preset(aapi_object_info_v1_t& info, const std::string& path, const aapi_pgn_server_handle_s& server) {
   info = aapi_object_info_v1_t{};
@@ -22,6 +28,68 @@ void Preset(aapi_object_info_v1_t& info, const std::string& path, const aapi_pgn
   V_strlcpy(info.object_name, path.c_str(), sizeof(info.object_name));
 }
 
+Status FillMetadataFile(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server,
+                        aapi_object_info_v1_t& info) {
+  log.flow("Backup session : calling get_vm_details with %s to get vm configuration", path.c_str());
+  std::string data;
+  if (const Status status = azurestackpi_get_vm_details(path, server, data); status != kOk) {
+    return status;
+  }
+  info.object_type = AAPI_OBJECT_FILE;
+  info.size = info.block_size = data.size();
+  info.block_count = 1;
+  info.mode = kReadableFile;
+  return kOk;
+}
+
+void FillDisk(const FunctionLog& log, std::uint64_t size, aapi_object_info_v1_t& info) {
+  info.object_type = AAPI_OBJECT_FILE;
+  info.size = size;
+  info.block_size = kBlock;
+  info.block_count = size / kBlock;
+  log.detail("VHD Size: %lu", static_cast<unsigned long>(size));
+}
+
+// The one object of a machine whose query begins the machine's backup.
+Status StartSnapshots(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server) {
+  const bool managed = path.find("UseManagedDisk=Yes") != std::string::npos;
+  if (!managed && path.find("UseManagedDisk=No") == std::string::npos) {
+    return kOk;
+  }
+  std::string vm_path;
+  azurestackpi_get_vmpath(path, vm_path);
+  if (vm_path.empty()) {
+    return kInvalidArgument;
+  }
+  const Status status = managed ? azurestackpi_create_snapshot_of_all_managed_disk_attached_to_vm(server, vm_path)
+                                : azurestackpi_create_snapshot_of_all_unmanaged_disk_attached_to_vm(server, vm_path);
+  if (status != kOk) {
+    log.error("Unable to initiate snapshots for disks attached to %s", vm_path.c_str());
+  }
+  return status;
+}
+
+Status GetMetadataProperties(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server,
+                             aapi_object_info_v1_t& info) {
+  if (!azurestackpi_is_metafile(path)) {
+    info.object_type = AAPI_OBJECT_DIRECTORY;
+  } else if (const Status status = FillMetadataFile(log, path, server, info); status != kOk) {
+    return status;
+  }
+  return StartSnapshots(log, path, server);
+}
+
+Status GetDiskProperties(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server,
+                         aapi_object_info_v1_t& info) {
+  log.detail("disk name : %s", path.substr(path.rfind('/') + 1).c_str());
+  info.object_type = AAPI_OBJECT_FILE;
+  std::uint64_t size = 0;
+  const Status status =
+      azurestackpi_is_mdpath(path) ? MeasureManagedDisk(path, server, size) : MeasureUnmanagedDisk(path, server, size);
+  FillDisk(log, size, info);
+  return status;
+}
+
 }  // namespace
 
 Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_info_v1_t& info,
@@ -29,20 +97,37 @@ Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_inf
   const FunctionLog log(__func__);
   log.detail("enter: objname: %s, objname_sz: %lu", path.c_str(), static_cast<unsigned long>(path.size()));
   Preset(info, path, server);
-  const bool restored_machine = server.session_kind == AAPI_SESSION_RESTORE && azurestackpi_is_vmpath(path);
-  if (restored_machine || azurestackpi_is_metapath(path)) {
+  const bool restore = server.session_kind == AAPI_SESSION_RESTORE;
+  if (azurestackpi_is_metapath(path)) {
+    return restore ? static_cast<Status>(kOperationFailed) : GetMetadataProperties(log, path, server, info);
+  }
+  if (restore && azurestackpi_is_vmpath(path)) {
     return kOperationFailed;
   }
-  const std::size_t slashes = CountSlashes(path);
+  const std::string object_path = WithoutEndSlash(path);
+  const std::size_t slashes = CountSlashes(object_path);
   if (slashes > kDiskSlashes) {
     log.error("Invalid path: %s", path.c_str());
     return kInvalidArgument;
   }
   log.detail("Not a Meta Path %s dirlevel  %d", path.c_str(), static_cast<int>(slashes));
-  if (slashes == kDiskSlashes) {
-    return kOperationFailed;
+  Status status = kOk;
+  if (slashes < kDiskSlashes) {
+    info.object_type = AAPI_OBJECT_DIRECTORY;
+  } else {
+    status = restore ? static_cast<Status>(kOperationFailed) : GetDiskProperties(log, object_path, server, info);
   }
-  info.object_type = AAPI_OBJECT_DIRECTORY;
+  log.detail("Leaving, rc : %d", static_cast<int>(status));
+  return status;
+}
+
+Status GetOpenObjectProperties(const aapi_object_s& object, aapi_object_info_v1_t& info) {
+  const FunctionLog log("azurestackpi_get_object_metadata");
+  Preset(info, object.path, *object.server);
+  if (!object.image) {
+    return FillMetadataFile(log, object.path, *object.server, info);
+  }
+  FillDisk(log, object.image->disk_size(), info);
   return kOk;
 }
 

@@ -1,0 +1,23 @@
+// What is remembered of machines and disks from one call of the host to the next, for the whole process, until the
+// server is closed.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "src/model/vm_records.h"
+
+namespace azurestackpi {
+
+/// Machines by their paths, "/SUBSCRIPTION/GROUP/VM".
+using VmDetailsMap = std::map<std::string, vm_details_t>;
+VmDetailsMap& vm_details_recovery_map();
+
+/// Managed disks by their object paths, as the last property query left them: m_extra1 is the address of the export,
+/// empty once that was revoked, m_extra2 the snapshot's name.
+using ManagedDiskMap = std::map<std::string, vm_managed_disk_t>;
+ManagedDiskMap& vm_managed_disk_map();
+
+void ClearObjectMaps();
+
+}  // namespace azurestackpi

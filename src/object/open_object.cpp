@@ -1,0 +1,213 @@
+#include "src/object/open_object.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "src/blob/disk_snapshots.h"
+#include "src/blob/page_blob_snapshots.h"
+#include "src/object/object_maps.h"
+#include "src/object/object_path.h"
+#include "src/object/vm_configuration.h"
+#include "src/object/vm_disk_snapshots.h"
+
+namespace azurestackpi {
+namespace {
+
+constexpr std::size_t kDiskSlashes = 6;
+
+// What a path names for a host that wants to open or create it.
+enum class Kind { kMetadata, kDisk, kTooDeep, kNone };
+
+Kind KindOf(const std::string& path) {
+  if (azurestackpi_is_metafile(path)) {
+    return Kind::kMetadata;
+  }
+  const std::size_t slashes = CountSlashes(path);
+  if (slashes > kDiskSlashes) {
+    return Kind::kTooDeep;
+  }
+  return slashes == kDiskSlashes && !azurestackpi_is_metapath(path) ? Kind::kDisk : Kind::kNone;
+}
+
+Status Refuse(Kind kind) {
+  return kind == Kind::kTooDeep ? static_cast<Status>(kInvalidArgument) : static_cast<Status>(kInvalidObject);
+}
+
+// A stream whose page ranges could not be had is closed again: its image would lack the disk's data.
+Status OpenImage(aapi_object_s& object, const std::string& address) {
+  disk_read_stream* context = nullptr;
+  const Status status =
+      OpenReadStream(address, object.backup_time, kSnapshotTag, &context, object.server, object.is_managed);
+  std::unique_ptr<disk_read_stream> stream(context);
+  if (status == kOk) {
+    object.image.emplace(std::move(stream));
+  } else if (stream) {
+    static_cast<void>(DiskImageReader(std::move(stream)).Close());
+  }
+  return status;
+}
+
+Status OpenExport(const FunctionLog& log, aapi_object_s& object) {
+  Status status = kOperationFailed;
+  try {
+    status = OpenImage(object, object.access_address);
+    if (status == kOk) {
+      log.flow("OpenReadStream for %s successful", object.path.c_str());
+    }
+    return status;
+  } catch (const std::exception& error) {
+    log.exception("Exception thrown: %s", error.what());
+  } catch (...) {
+    log.exception("Unknown exception");
+  }
+  log.flow("OpenReadStream for %s failed", object.path.c_str());
+  return kStreamOpenFailed;
+}
+
+Status azurestackpi_managed_disk_open_object(aapi_object_s& object, bool& is_managed) {
+  const FunctionLog log(__func__);
+  is_managed = false;
+  if (object.path.empty()) {
+    log.error("Empty path specified");
+    return kInvalidArgument;
+  }
+  const auto entry = vm_managed_disk_map().find(object.path);
+  if (entry == vm_managed_disk_map().end()) {
+    return kOk;
+  }
+  is_managed = object.is_managed = true;
+  const vm_managed_disk_t& disk = entry->second;
+  log.flow("Found managed disk %s for path %s", disk.m_disk_id.c_str(), object.path.c_str());
+  if (disk.m_extra1.empty()) {
+    log.error("Snapshot %s is not in exported state", disk.m_extra2.c_str());
+    return kNotExported;
+  }
+  object.access_address = disk.m_extra1;
+  return OpenExport(log, object);
+}
+
+Status OpenVhd(const FunctionLog& log, aapi_object_s& object) {
+  std::string uri;
+  if (const Status status = azurestackpi_get_vhd(object.path, uri); status != kOk) {
+    return status;
+  }
+  log.detail("VHD_URI: %s", uri.c_str());
+  return OpenImage(object, uri);
+}
+
+Status OpenDisk(const FunctionLog& log, aapi_object_s& object) {
+  if (const Status status = RequireBackupTime(log, *object.server, object.path); status != kOk) {
+    return status;
+  }
+  bool is_managed = false;
+  Status status = azurestackpi_managed_disk_open_object(object, is_managed);
+  if (!is_managed) {
+    return status == kOk ? OpenVhd(log, object) : status;
+  }
+  if (status != kOk) {
+    // There will be no close for it, and while it lasts no other query can export the disk.
+    static_cast<void>(RevokeExport(*object.server, object.path));
+  }
+  return status;
+}
+
+Status ReadMetadata(const FunctionLog& log, const aapi_object_s& object, char* buffer, std::uint64_t length,
+                    std::uint64_t offset, std::uint64_t& bytes_read) {
+  std::string data;
+  if (const Status status = azurestackpi_get_vm_details(object.path, *object.server, data); status != kOk) {
+    return status;
+  }
+  const std::string part = offset < data.size() ? data.substr(offset, length) : std::string();
+  log.detail("DEBUG : VM config backup, size = %d, str = %s", static_cast<int>(part.size()), part.c_str());
+  std::memcpy(buffer, part.c_str(), part.size() + 1);
+  bytes_read = part.size();
+  return kOk;
+}
+
+void ReleaseManagedDisk(const aapi_object_s& object, bool complete) {
+  bool is_managed = false;
+  if (complete) {
+    static_cast<void>(
+        azurestackpi_delete_managed_disk_snapshot(*object.server, object.path, object.backup_time, is_managed));
+  }
+  static_cast<void>(RevokeExport(*object.server, object.path));
+}
+
+void ReleaseVhd(const FunctionLog& log, const aapi_object_s& object) {
+  std::string uri;
+  if (azurestackpi_get_vhd(object.path, uri) != kOk) {
+    return;
+  }
+  const Status status = DeleteSnapshot(uri, object.backup_time, kSnapshotTag, send_keepalive_callback);
+  if (status != kOk) {
+    log.error("The backup's snapshot of %s stays: it could not be deleted. rc : %d", uri.c_str(),
+              static_cast<int>(status));
+  }
+}
+
+}  // namespace
+
+Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
+                  std::unique_ptr<aapi_object_s>& object) {
+  const std::string object_path = WithoutEndSlash(path);
+  const Kind kind = KindOf(object_path);
+  if (kind != Kind::kMetadata && kind != Kind::kDisk) {
+    log.error("Invalid path: %s", path.c_str());
+    return Refuse(kind);
+  }
+  if (server.session_kind == AAPI_SESSION_RESTORE) {
+    return kOperationFailed;
+  }
+  auto opened = std::make_unique<aapi_object_s>();
+  opened->server = &server;
+  opened->path = object_path;
+  opened->backup_time = server.snapshot_name;
+  if (kind == Kind::kDisk) {
+    if (const Status status = OpenDisk(log, *opened); status != kOk) {
+      return status;
+    }
+  }
+  object = std::move(opened);
+  return kOk;
+}
+
+Status CreateObject(const aapi_pgn_server_handle_s& server, const std::string& path) {
+  const Kind kind = KindOf(WithoutEndSlash(path));
+  const bool an_object = kind == Kind::kMetadata || kind == Kind::kDisk;
+  return server.session_kind == AAPI_SESSION_RESTORE && an_object ? static_cast<Status>(kOperationFailed)
+                                                                  : Refuse(kind);
+}
+
+Status azurestackpi_impl_read_object(aapi_object_s& object, void* buffer, std::uint64_t length, std::uint64_t offset,
+                                     std::uint64_t& bytes_read) {
+  const FunctionLog log(__func__);
+  log.detail("length: %u, offset: %u, path: %s", static_cast<unsigned>(length), static_cast<unsigned>(offset),
+             object.path.c_str());
+  bytes_read = 0;
+  if (!object.image) {
+    return ReadMetadata(log, object, static_cast<char*>(buffer), length, offset, bytes_read);
+  }
+  const Status status = object.image->Read(log, buffer, length, bytes_read);
+  if (status == kOk) {
+    log.flow("Leaving, rc = %d, bytesRead = %lu", static_cast<int>(status), static_cast<unsigned long>(bytes_read));
+  }
+  return status;
+}
+
+Status CloseObject(const FunctionLog& log, aapi_object_s& object) {
+  if (!object.image) {
+    return kOk;
+  }
+  const bool complete = object.image->AtEnd();
+  const Status status = object.image->Close();
+  if (object.is_managed) {
+    ReleaseManagedDisk(object, complete);
+  } else if (complete) {
+    ReleaseVhd(log, object);
+  }
+  return status;
+}
+
+}  // namespace azurestackpi
