@@ -37,4 +37,6 @@ void Console::print(std::string_view text) const { write_all(output_.get(), text
 
 void Console::print_error(std::string_view text) const { write_all(error_.get(), text.data(), text.size()); }
 
+bool Console::error_is_terminal() const { return ::isatty(error_.get()) == 1; }
+
 }  // namespace host

@@ -25,6 +25,9 @@ class Console {
   /// The same for what was standard error.
   void print_error(std::string_view text) const;
 
+  /// Whether somebody watches what print_error writes.
+  bool error_is_terminal() const;
+
  private:
   FileDescriptor output_;
   FileDescriptor error_;

@@ -7,7 +7,7 @@ namespace host {
 
 namespace {
 
-constexpr std::array<std::pair<ExitCode, const char*>, 11> meanings{{
+constexpr std::array<std::pair<ExitCode, const char*>, 12> meanings{{
     {ExitCode::ok, "everything works, everything is done (there may be warnings)"},
     {ExitCode::failed, "failed; the output says why"},
     {ExitCode::usage, "an option, a file given with one, or the password source cannot be used"},
@@ -19,6 +19,7 @@ constexpr std::array<std::pair<ExitCode, const char*>, 11> meanings{{
     {ExitCode::certificate, "a server's certificate is refused, or the CA file cannot be used"},
     {ExitCode::login, "the login is refused, or Azure Stack does not accept it"},
     {ExitCode::no_subscription, "the login works but sees no subscription"},
+    {ExitCode::repository, "the repository cannot be opened or made"},
 }};
 
 }  // namespace

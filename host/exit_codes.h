@@ -17,6 +17,7 @@ enum class ExitCode : int {
   certificate = 13,
   login = 14,
   no_subscription = 15,
+  repository = 16,
 };
 
 /// The table as text for --help, one code a line.

@@ -85,6 +85,13 @@ bool comes_before(const Machine& left, const Machine& right) {
 
 }  // namespace
 
+std::string_view machine_part(std::string_view record) {
+  const std::size_t end = end_of_machine(record);
+  if (end != std::string_view::npos) return record.substr(0, end);
+  const auto slashes = static_cast<std::size_t>(std::count(record.begin(), record.end(), '/'));
+  return slashes == machine_slashes ? record : std::string_view();
+}
+
 void MachineList::add(std::string_view record) {
   if (starts_with(record, snapshot_mark)) return;
   if (!starts_with(record, "/")) throw WorkloadError("a workload file holds a record that is no path");

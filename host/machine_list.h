@@ -46,6 +46,9 @@ struct Machine {
   bool complete = false;         // its last record was seen
 };
 
+/// The path of the machine that a record of a workload file belongs to; empty: it is a folder above the machines.
+std::string_view machine_part(std::string_view record);
+
 class MachineList {
  public:
   /// Takes a record of a workload file. Throws WorkloadError for a text that no workload file holds.

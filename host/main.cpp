@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "host/action.h"
+#include "host/backup_command.h"
 #include "host/check_command.h"
 #include "host/discover_command.h"
 #include "host/errors.h"
@@ -27,6 +28,8 @@ ExitCode run(int argc, char** argv) {
   host::Action action;
   host::add_check_command(program, action);
   host::add_discover_command(program, action);
+  host::add_backup_command(program, action);
+  host::add_finish_command(program, action);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -12,7 +12,15 @@ using Json = nlohmann::ordered_json;
 constexpr int manifest_version = 1;
 constexpr std::size_t longest_manifest = 64U << 20U;
 
-Json as_json(const SavedObject& object) { return {{"path", object.path}, {"data", object.data}}; }
+Json as_json(const SavedObject& object) {
+  return {{"path", object.path}, {"data", object.data ? Json(*object.data) : Json()}};
+}
+
+SavedObject object_of(const Json& object) {
+  SavedObject saved{object.at("path"), std::nullopt};
+  if (!object.at("data").is_null()) saved.data = object["data"].get<std::string>();
+  return saved;
+}
 
 Json as_json(const SavedDisk& disk) {
   return {{"path", disk.path},
@@ -38,7 +46,7 @@ Manifest manifest_of(const Json& object) {
   manifest.backup_id = object.at("backup_id");
   manifest.time = object.at("time");
   manifest.crash_consistent = object.at("crash_consistent");
-  for (const Json& saved : object.at("objects")) manifest.objects.push_back({saved.at("path"), saved.at("data")});
+  for (const Json& saved : object.at("objects")) manifest.objects.push_back(object_of(saved));
   for (const Json& disk : object.at("disks")) manifest.disks.push_back(disk_of(disk));
   return manifest;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,10 +19,10 @@ class ManifestError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A metadata object, by its path, with what reading it gave.
+/// A metadata object: its path tells a setting, and some have contents besides.
 struct SavedObject {
   std::string path;
-  std::string data;
+  std::optional<std::string> data;
 };
 
 /// A disk whose whole stream is in the repository.

@@ -1,5 +1,7 @@
 #include "host/options.h"
 
+#include "host/errors.h"
+
 namespace host {
 
 namespace {
@@ -10,6 +12,23 @@ constexpr const char* server_prefix = "azurestack:";
 
 std::string CommonOptions::server_name() const {
   return server.rfind(server_prefix, 0) == 0 ? server : server_prefix + server;
+}
+
+Restic RepositoryOptions::open() const {
+  if (access.password_file.empty() && access.password_command.empty()) {
+    throw UsageError("the repository needs --repo-password-file or --repo-password-command");
+  }
+  return Restic(access);
+}
+
+void add_output_options(CLI::App& command, OutputOptions& options) {
+  command.add_flag("--json", options.json, "Print one JSON object instead of lines");
+  command.add_flag("-v,--verbose", options.verbosity, "Log steps as well as errors; twice: everything");
+  command
+      .add_option("--log-file", options.log_file,
+                  "Where log lines go [$XDG_STATE_HOME or ~/.local/state, azsbackup/azsbackup.log]")
+      ->envname("AZSBACKUP_LOG_FILE")
+      ->type_name("FILE");
 }
 
 void add_common_options(CLI::App& command, CommonOptions& options) {
@@ -43,13 +62,25 @@ void add_common_options(CLI::App& command, CommonOptions& options) {
       .add_option("--plugin", options.plugin, "The plug-in's library [../lib/libazurestackpi.so beside this program]")
       ->envname("AZSBACKUP_PLUGIN")
       ->type_name("PATH");
-  command.add_flag("--json", options.json, "Print one JSON object instead of lines");
-  command.add_flag("-v,--verbose", options.verbosity, "Log steps as well as errors; twice: everything");
+  add_output_options(command, options);
+}
+
+void add_repository_options(CLI::App& command, RepositoryOptions& options) {
+  command.add_option("--repo", options.access.address, "The restic repository: a folder, sftp:..., s3:..., rest:...")
+      ->envname("AZSBACKUP_REPO")
+      ->type_name("ADDRESS")
+      ->required();
+  auto* file =
+      command
+          .add_option("--repo-password-file", options.access.password_file, "File that holds the repository's password")
+          ->envname("AZSBACKUP_REPO_PASSWORD_FILE")
+          ->type_name("FILE");
   command
-      .add_option("--log-file", options.log_file,
-                  "Where log lines go [$XDG_STATE_HOME or ~/.local/state, azsbackup/azsbackup.log]")
-      ->envname("AZSBACKUP_LOG_FILE")
-      ->type_name("FILE");
+      .add_option("--repo-password-command", options.access.password_command,
+                  "Command that prints the repository's password")
+      ->envname("AZSBACKUP_REPO_PASSWORD_COMMAND")
+      ->type_name("CMD")
+      ->excludes(file);
 }
 
 }  // namespace host

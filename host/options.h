@@ -5,24 +5,40 @@
 #include <string>
 
 #include "host/login.h"
+#include "host/restic.h"
 
 namespace host {
 
-struct CommonOptions {
+/// How a command tells its outcome.
+struct OutputOptions {
+  bool json = false;
+  int verbosity = 0;
+  std::string log_file;
+};
+
+/// Of the commands that speak to an Azure Stack.
+struct CommonOptions : OutputOptions {
   std::string server;  // as given, with or without the prefix
   std::string config;
   std::string credentials;
   std::string plugin;
   LoginSource login;
-  bool json = false;
-  int verbosity = 0;
-  std::string log_file;
 
   /// The server's name as the plug-in takes it: "azurestack:HOST".
   std::string server_name() const;
 };
 
-/// Adds them to a command; options must outlive the parse and hold their values after it.
+/// Of the commands that speak to the repository.
+struct RepositoryOptions {
+  RepositoryAccess access;
+
+  /// Throws UsageError when no password source is given.
+  Restic open() const;
+};
+
+/// These add them to a command; options must outlive the parse and hold their values after it.
+void add_output_options(CLI::App& command, OutputOptions& options);
 void add_common_options(CLI::App& command, CommonOptions& options);
+void add_repository_options(CLI::App& command, RepositoryOptions& options);
 
 }  // namespace host

@@ -21,6 +21,7 @@ Session::Session(const Plugin& plugin, SessionSettings settings, LogFile& log, A
   if (current_session != nullptr) throw std::logic_error("a session is already open");
   definition_.host_context = this;
   definition_.log = &Session::on_log;
+  definition_.keepalive = settings_.keepalive;
   definition_.config_path = path_or_null(settings_.config_path);
   definition_.credentials_path = path_or_null(settings_.credentials_path);
   definition_.session_kind = settings_.kind;

@@ -26,6 +26,7 @@ struct SessionSettings {
   std::uint32_t kind = AAPI_SESSION_BACKUP;
   std::string config_path;
   std::string credentials_path;
+  aapi_keepalive_fn keepalive = nullptr;  // a result other than 0 stops the request in hand
 };
 
 class Session {
@@ -75,6 +76,7 @@ class Server {
   /// What open_server returned.
   std::uint32_t open_status() const { return open_status_; }
   aapi_server_t* handle() const { return handle_; }
+  const aapi_entry_points_t& entry() const { return session_.entry(); }
 
  private:
   const Session& session_;

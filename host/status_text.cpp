@@ -21,7 +21,10 @@ constexpr const char* name_form =
 constexpr const char* selection_form =
     "Write a selection as /SUBSCRIPTION, /SUBSCRIPTION/GROUP or /SUBSCRIPTION/GROUP/MACHINE.";
 
+constexpr const char* try_again = "Run the backup again; if it stays so, look at the log file (-v, -vv).";
+
 constexpr std::array entries{
+    Entry{2, "there is no such object, or no snapshot of the disk", try_again},
     Entry{5, "an answer that is not JSON", "Check that the server is an Azure Stack and that no proxy answers for it."},
     Entry{AAPI_E_UNSUPPORTED, "not supported by the plug-in", look_at_log},
     Entry{6011, "no token could be obtained", "Check the credentials store and the login host."},
@@ -31,6 +34,7 @@ constexpr std::array entries{
     Entry{6610, "a selection names no subscription", selection_form},
     Entry{6612, "the server is busy", "Try again later."},
     Entry{AAPI_E_OPERATION_FAILED, "the operation failed", look_at_log},
+    Entry{6617, "the disk's data cannot be reached", try_again},
     Entry{6619, "the network failed", "Check the network and any proxy setting, then try again."},
     Entry{AAPI_E_INTERNAL, "an internal error", look_at_log},
     Entry{6625, "the server's certificate could not be verified", "Check CA_FILE_PATH in the configuration."},
@@ -40,6 +44,9 @@ constexpr std::array entries{
     Entry{6646, "the server answered with an error", look_at_log},
     Entry{6661, "a value is missing in the credentials store", "Complete the credentials store."},
     Entry{6662, "the credentials store cannot be opened", "Give the store with --credentials FILE."},
+    Entry{6781, "the disk's snapshot is not exported", try_again},
+    Entry{6782, "the disk's data cannot be opened", try_again},
+    Entry{6783, "the disk's snapshot cannot be found", try_again},
     Entry{6795, "a selection has not the form that the plug-in takes", selection_form},
 };
 

@@ -5,9 +5,18 @@
  * becomes of the workload files: "torn" leaves one that breaks off, "short" none for the one machine that it counts,
  * "silent" none and no count, "works" none since there is no machine. A name of fewer than four labels gives 6601 and
  * still a handle, as the real one does.
+ *
+ * For a backup there are two machines, "first" (running) and "second", of one disk each. What is wrong with the first
+ * one's disk is the label, too: "fine" nothing, "breaks" a read fails in the middle, "early" it ends there without an
+ * error, "empty" its size is 0, "locked" it cannot be opened, "signal" this process gets SIGTERM in the middle,
+ * "killed" SIGKILL; with "unset" the snapshots of the first machine's disks end in 6661. What is opened and closed, and
+ * the snapshots that are released or swept, are in the log at the error level.
  */
 #include <aapi/aapi.h>
+#include <signal.h>
+#include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #ifndef FAKE_INIT_STATUS
@@ -18,6 +27,7 @@ struct aapi_pgn_server_handle_s {
   const aapi_session_def_v1_t* session;
   int works;
   char kind[16]; /* the first label */
+  char snapshot[64];
 };
 
 static struct aapi_pgn_server_handle_s the_server;
@@ -43,8 +53,134 @@ static uint32_t close_server(aapi_server_t* server) {
   return 0;
 }
 
+/* A disk's stream: header, one range, padding, data. */
+enum { DISK_SIZE = 8 << 20, DATA_SIZE = 5 << 20, PADDING = 456, HEADER_SIZE = 40, TABLE_SIZE = 16 };
+enum { STREAM_SIZE = HEADER_SIZE + TABLE_SIZE + PADDING + DATA_SIZE };
+
+static const char* const machine_objects[] = {"",
+                                              "/Metadata",
+                                              "/Metadata/UseManagedDisk=No",
+                                              "/acct.blob.r1.stack.example",
+                                              "/acct.blob.r1.stack.example/vhds",
+                                              "/acct.blob.r1.stack.example/vhds/os.vhd",
+                                              "/Metadata/Size=A1",
+                                              "/Metadata/PowerState=",
+                                              "/Metadata/VmName="};
+
+struct aapi_object_s {
+  aapi_server_t* server;
+  int is_disk;
+  int has_fault;
+  uint64_t position;
+  char path[256];
+};
+
+static int is_kind(const aapi_server_t* server, const char* kind) { return strcmp(server->kind, kind) == 0; }
+
+static int has_machines(const aapi_server_t* server) {
+  static const char* const kinds[] = {"fine", "breaks", "early", "empty", "locked", "signal", "killed", "unset"};
+  for (size_t at = 0; at < sizeof kinds / sizeof *kinds; ++at) {
+    if (is_kind(server, kinds[at])) return 1;
+  }
+  return 0;
+}
+
+static void log_call(const aapi_server_t* server, const char* call, const char* what) {
+  char line[512];
+  snprintf(line, sizeof line, "%s %s", call, what);
+  server->session->log("tag", line, AAPI_LOG_ERROR);
+}
+
+static uint32_t get_snappath_from_realpath(aapi_server_t* server, const char* snapshot, const char* path, char* out,
+                                           uint64_t size) {
+  snprintf(server->snapshot, sizeof server->snapshot, "%s", snapshot);
+  snprintf(out, size, "%s", path);
+  return 0;
+}
+
+static uint32_t query_machine_object(aapi_server_t* server, const char* path, aapi_object_info_v1_t* out) {
+  const int first = strstr(path, "/first/") != NULL;
+  memset(out, 0, sizeof *out);
+  out->object_type = AAPI_OBJECT_DIRECTORY;
+  if (strstr(path, "/os.vhd") != NULL) {
+    if (server->snapshot[0] == '\0') return AAPI_E_INVALID_ARGUMENT;
+    out->object_type = AAPI_OBJECT_FILE;
+    out->size = first && is_kind(server, "empty") ? 0 : DISK_SIZE;
+  } else if (strstr(path, "/VmName=") != NULL || strstr(path, "/UseManagedDisk=") != NULL) {
+    out->object_type = AAPI_OBJECT_FILE;
+    out->size = 13;
+    if (first && is_kind(server, "unset") && strstr(path, "=No") != NULL) return 6661;
+  }
+  return 0;
+}
+
+static uint32_t open_object(aapi_server_t* server, const char* path, uint32_t flags, aapi_object_t** out) {
+  (void)flags;
+  const int first = strstr(path, "/first/") != NULL;
+  const int is_disk = strstr(path, "/os.vhd") != NULL;
+  log_call(server, "open", path);
+  if (first && is_disk && is_kind(server, "locked")) return 6781;
+  *out = calloc(1, sizeof **out);
+  if (*out == NULL) return AAPI_E_NO_MEMORY;
+  (*out)->server = server;
+  (*out)->is_disk = is_disk;
+  (*out)->has_fault = first && is_disk;
+  snprintf((*out)->path, sizeof(*out)->path, "%s", path);
+  return 0;
+}
+
+static uint32_t close_object(aapi_object_t* object) {
+  log_call(object->server, "close", object->path);
+  free(object);
+  return 0;
+}
+
+static char stream_byte(uint64_t at) {
+  const uint64_t header[] = {HEADER_SIZE + TABLE_SIZE, DISK_SIZE, DATA_SIZE, 1, PADDING, 0, DATA_SIZE};
+  if (at < sizeof header) return ((const char*)header)[at];
+  if (at < STREAM_SIZE - DATA_SIZE) return 0;
+  return (char)(at * at >> 9);
+}
+
+/* What goes wrong in the middle of the stream; 0: nothing. */
+static uint32_t meet_fault(const aapi_object_t* object) {
+  if (!object->has_fault || object->position < STREAM_SIZE / 2) return 0;
+  if (is_kind(object->server, "signal")) (void)raise(SIGTERM);
+  if (is_kind(object->server, "killed")) (void)raise(SIGKILL);
+  return is_kind(object->server, "breaks") ? AAPI_E_OPERATION_FAILED : 0;
+}
+
+static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length, uint64_t offset, uint64_t* count) {
+  static const char text[] = "METADATA_FILE";
+  char* out = buffer;
+  uint64_t end = object->is_disk ? STREAM_SIZE : sizeof text - 1;
+  *count = 0;
+  if (offset != object->position) return AAPI_E_INVALID_ARGUMENT;
+  const uint32_t status = meet_fault(object);
+  if (status != 0) return status;
+  if (object->has_fault && is_kind(object->server, "early")) end = STREAM_SIZE - 1;
+  if (length > 1000003) length = 1000003; /* fewer bytes than asked for are no end */
+  while (*count < length && object->position < end) {
+    out[(*count)++] = object->is_disk ? stream_byte(object->position) : text[object->position];
+    ++object->position;
+  }
+  if (!object->is_disk) out[*count] = '\0';
+  return 0;
+}
+
+static uint32_t delete_snapshot(aapi_server_t* server, const char* path, const aapi_snapshot_v1_t* snapshot) {
+  (void)snapshot;
+  log_call(server, "release", path);
+  return 0;
+}
+
+static uint32_t postprocess(aapi_server_t* server, const char* selections, const char* snapshot) {
+  log_call(server, "sweep", selections);
+  return snapshot[0] == '\0' ? AAPI_E_INVALID_ARGUMENT : 0;
+}
+
 static uint32_t get_object_prop_byname(aapi_server_t* server, const char* path, aapi_object_info_v1_t* out) {
-  (void)path;
+  if (has_machines(server)) return query_machine_object(server, path, out);
   memset(out, 0, sizeof *out);
   printf("noise on output\n");
   fprintf(stderr, "noise on error\n");
@@ -62,10 +198,45 @@ static void write_torn_file(const char* folder) {
   (void)fclose(file);
 }
 
+static void write_record(FILE* file, const char* text) {
+  const uint64_t length = strlen(text) + 1;
+  (void)fwrite(&length, sizeof length, 1, file);
+  (void)fwrite(text, 1, length, file);
+}
+
+static void write_machine(FILE* file, const char* name, const char* power_state) {
+  char path[256];
+  for (size_t at = 0; at < sizeof machine_objects / sizeof *machine_objects; ++at) {
+    const char* object = machine_objects[at];
+    const char* value = strstr(object, "PowerState=") != NULL ? power_state : strstr(object, "VmName=") ? name : "";
+    snprintf(path, sizeof path, "/s/g/%s%s%s", name, object, value);
+    write_record(file, path);
+  }
+}
+
+static void write_machines(const char* folder, const char* snapshot) {
+  char text[1024];
+  snprintf(text, sizeof text, "%s/w.1", folder);
+  FILE* file = fopen(text, "w");
+  if (file == NULL) return;
+  snprintf(text, sizeof text, "snapshot_name=%s", snapshot);
+  write_record(file, text);
+  write_record(file, "/s");
+  write_record(file, "/s/g");
+  write_machine(file, "first", "running");
+  write_machine(file, "second", "deallocated");
+  (void)fclose(file);
+}
+
 static uint32_t discovery(aapi_server_t* server, const char* selections, const char* proxyclients,
                           const char* wkldoutdir, const char* outfilesuffix, const char* schedtype,
                           const char* snapid) {
-  (void)selections, (void)proxyclients, (void)outfilesuffix, (void)schedtype, (void)snapid;
+  (void)selections, (void)proxyclients, (void)outfilesuffix, (void)schedtype;
+  if (has_machines(server)) {
+    write_machines(wkldoutdir, snapid);
+    server->session->log("tag", "run_scanner: Total VMs scanned: 2,", AAPI_LOG_DETAIL);
+    return 0;
+  }
   if (strcmp(server->kind, "torn") == 0) write_torn_file(wkldoutdir);
   if (strcmp(server->kind, "silent") == 0) {
     server->session->log("tag", "run_scanner: Failed to open azsbackup", AAPI_LOG_ERROR);
@@ -92,6 +263,12 @@ AAPI_EXPORT uint32_t aapi_pgn_init(uint32_t version, void* reserved, aapi_plugin
   entries.table.close_server = close_server;
   entries.table.discovery = discovery;
   entries.table.get_object_prop_byname = get_object_prop_byname;
+  entries.table.get_snappath_from_realpath = get_snappath_from_realpath;
+  entries.table.open_object = open_object;
+  entries.table.read_object = read_object;
+  entries.table.close_object = close_object;
+  entries.table.delete_snapshot = delete_snapshot;
+  entries.table.postprocess = postprocess;
 #ifdef FAKE_EMPTY_SLOT
   entries.slots[FAKE_EMPTY_SLOT - 1] = NULL;
 #endif

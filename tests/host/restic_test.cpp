@@ -113,7 +113,9 @@ host::Manifest sample() {
           "1700000000",
           "2023-11-14T22:13:20Z",
           true,
-          {{"/s/g/VM \"1\"/Metadata/VmName=x", "{ \"ü\" : \n}"}, {"/s/g/VM \"1\"/Metadata/Nsg=", ""}},
+          {{"/s/g/VM \"1\"/Metadata/VmName=x", "{ \"ü\" : \n}"},
+           {"/s/g/VM \"1\"/Metadata/Nsg=", ""},
+           {"/s/g/VM \"1\"/Metadata/Size=A", std::nullopt}},
           {{"/s/g/VM \"1\"/ManagedDisks:P/g/os", std::uint64_t{1} << 60U, 3000, 12, std::string(64, 'a'), "id"}}};
 }
 

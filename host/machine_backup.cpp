@@ -1,0 +1,221 @@
+#include "host/machine_backup.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <utility>
+
+#include "host/disk_stream.h"
+#include "host/interrupt.h"
+#include "host/plugin_object.h"
+#include "host/printable.h"
+#include "host/sha256.h"
+#include "host/status_text.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view metadata_mark = "/Metadata";
+constexpr std::string_view unmanaged_mark = "/Metadata/UseManagedDisk=No";
+constexpr std::uint32_t status_no_setting = 6661;
+constexpr std::size_t read_size = 4U << 20U;
+constexpr std::size_t longest_metadata = 32U << 20U;
+constexpr const char* log_advice = "Look at the log file; run again with -v or -vv for more of it.";
+
+/// What is wrong with a machine's data itself.
+class MachineError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+class MachineBackup {
+ public:
+  MachineBackup(const BackupTools& tools, const MachineWork& work, MachineResult& result)
+      : tools_(tools), work_(work), result_(result) {}
+
+  void run() {
+    if (!work_.machine.problem.empty()) throw MachineError(work_.machine.problem);
+    for (const std::string& path : work_.paths) {
+      check_interrupt();
+      tools_.session.take_lines();
+      back_up(path);
+    }
+    if (result_.disks.size() != work_.machine.disks.size()) {
+      throw MachineError("only " + std::to_string(result_.disks.size()) + " of its " +
+                         std::to_string(work_.machine.disks.size()) + " disks can be read");
+    }
+    complete_ids();
+    store_manifest();
+  }
+
+ private:
+  bool is_metadata(const std::string& path) const {
+    return std::string_view(path).substr(work_.machine.path.size(), metadata_mark.size()) == metadata_mark;
+  }
+
+  void back_up(const std::string& path) {
+    const bool metadata = is_metadata(path);
+    const auto facts = query(path);
+    if (metadata) {
+      objects_.push_back({path, facts.is_file ? std::optional(read_metadata(path)) : std::nullopt});
+    } else if (facts.is_file) {
+      back_up_disk(path, facts.size);
+    }
+  }
+
+  // Without the setting the plug-in takes the snapshots of unmanaged disks and then reports that the setting is
+  // missing.
+  ObjectFacts query(const std::string& path) {
+    try {
+      return query_object(tools_.server, work_.snapshot_name, path);
+    } catch (const StatusError& error) {
+      if (error.status() != status_no_setting || !path.ends_with(unmanaged_mark)) throw;
+      result_.warnings.push_back({"the configuration does not say when snapshots of unmanaged disks are taken",
+                                  "Set VM_SNAPSHOT_IN_DISCOVERY and ASYNC_SNAPSHOT_SUPPORT in the configuration."});
+      return {true, 0};
+    }
+  }
+
+  std::string read_metadata(const std::string& path) {
+    OpenObject object(tools_.server, path);
+    std::string data;
+    for (auto piece = object.read(read_size); !piece.empty(); piece = object.read(read_size)) {
+      if (data.size() + piece.size() > longest_metadata) throw MachineError(path + " does not end");
+      data += piece;
+    }
+    object.close();
+    return data;
+  }
+
+  void back_up_disk(const std::string& path, std::uint64_t size) {
+    if (size == 0) {
+      release_disk(tools_.server, work_.snapshot_name, path);
+      throw MachineError(path + " is reported with a size of 0 bytes");
+    }
+    tools_.progress.begin(printable(std::string_view(path).substr(path.rfind('/') + 1)));
+    struct EndProgress {
+      Progress& progress;
+      ~EndProgress() { progress.end(); }
+    } end{tools_.progress};
+    OpenObject object = open_disk(path);
+    SavedDisk disk = store_stream(object, path, size);
+    try {
+      object.close();
+    } catch (const StatusError& error) {
+      result_.warnings.push_back({error.what(), "Its data is whole; look at the log file for what was left behind."});
+    }
+    result_.disks.push_back(std::move(disk));
+  }
+
+  OpenObject open_disk(const std::string& path) const {
+    try {
+      return OpenObject(tools_.server, path);
+    } catch (const StatusError&) {
+      release_disk(tools_.server, work_.snapshot_name, path);
+      throw;
+    }
+  }
+
+  // A stream that breaks off leaves this function by an exception, and so restic is ended before it sees the end.
+  SavedDisk store_stream(OpenObject& object, const std::string& path, std::uint64_t size) const {
+    ResticUpload upload(tools_.restic, path, {disk_tag, backup_tag(work_.snapshot_name)});
+    Sha256 digest;
+    DiskStreamMeter meter;
+    for (auto piece = object.read(read_size); !piece.empty(); piece = object.read(read_size)) {
+      check_interrupt();
+      meter.take(piece.data(), piece.size());
+      digest.update(piece.data(), piece.size());
+      upload.write(piece.data(), piece.size());
+      tools_.progress.advance(meter.bytes(), meter.expected().value_or(0));
+    }
+    const std::string problem = meter.problem(size);
+    if (!problem.empty()) throw MachineError(path + ": " + problem);
+    return {path, size, meter.bytes(), meter.skipped(), digest.finish(), upload.finish()};
+  }
+
+  // restic tells short ids of new snapshots. Asking for the whole ones shows, too, that they are all there before the
+  // manifest says so.
+  void complete_ids() {
+    const auto stored = tools_.restic.snapshots(std::string(disk_tag) + "," + backup_tag(work_.snapshot_name));
+    for (SavedDisk& disk : result_.disks) {
+      const auto found = std::find_if(stored.begin(), stored.end(), [&](const ResticSnapshot& snapshot) {
+        return snapshot.id.rfind(disk.snapshot, 0) == 0;
+      });
+      if (found == stored.end()) throw ResticError("the repository does not show the stream of " + disk.path);
+      disk.snapshot = found->id;
+    }
+  }
+
+  void store_manifest() {
+    check_interrupt();
+    const std::string& machine = work_.machine.path;
+    const std::string text =
+        manifest_text({machine, tools_.server_name, work_.snapshot_name, current_time(),
+                       ::strcasecmp(work_.machine.power_state.c_str(), "running") == 0, objects_, result_.disks});
+    ResticUpload upload(tools_.restic, machine + manifest_name, {manifest_tag, backup_tag(work_.snapshot_name)});
+    upload.write(text.data(), text.size());
+    result_.manifest = upload.finish();
+  }
+
+  const BackupTools& tools_;
+  const MachineWork& work_;
+  MachineResult& result_;
+  std::vector<SavedObject> objects_;
+};
+
+std::string server_answer(Session& session) {
+  std::vector<std::string> texts;
+  for (LogLine& line : session.take_lines()) texts.push_back(std::move(line.text));
+  return quoted_answer(texts);
+}
+
+}  // namespace
+
+MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work) {
+  MachineResult result;
+  result.machine = work.machine.path;
+  try {
+    if (::strcasecmp(work.machine.power_state.c_str(), "running") == 0) {
+      result.warnings.push_back({"it was running while its disks were snapshotted: the copy is crash-consistent",
+                                 "Stop the machine before a backup when its applications need more than that."});
+    }
+    MachineBackup(tools, work, result).run();
+    result.is_protected = true;
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const StatusError& error) {
+    result.problem = error.what() + server_answer(tools.session);
+    result.next = status_advice(error.status());
+  } catch (const ResticError& error) {
+    result.problem = error.what();
+    result.next = "Check the repository (azsbackup verify) and the room in it, then run the backup again.";
+  } catch (const std::exception& error) {
+    result.problem = error.what();
+    result.next = log_advice;
+  }
+  return result;
+}
+
+void query_folders(const BackupTools& tools, const MachineWork& work) {
+  for (const std::string& path : work.paths) {
+    check_interrupt();
+    try {
+      query_object(tools.server, work.snapshot_name, path);
+    } catch (const StatusError&) {
+      continue;  // as the header says
+    }
+  }
+}
+
+std::string current_time() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  ::gmtime_r(&now, &parts);
+  std::array<char, 32> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
+}  // namespace host

@@ -1,0 +1,164 @@
+// azsbackup backup and what looks at a repository, with a fake plug-in and a real restic.
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "host/manifest.h"
+#include "tests/host/program.h"
+#include "tests/support/read_file.h"
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using host_test::Outcome;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string first = "/s/g/first";
+const std::string second = "/s/g/second";
+const std::string disk = "/acct.blob.r1.stack.example/vhds/os.vhd";
+
+class Backup : public testing::Test {
+ protected:
+  Outcome run(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.end(), {"--log-file", folder_.path("log")});
+    return host_test::run_azsbackup(
+        arguments, folder_.path("home"),
+        {"AZSBACKUP_REPO=" + repository_, "AZSBACKUP_REPO_PASSWORD_FILE=" + password_, "TMPDIR=" + folder_.path("")});
+  }
+  Outcome backup(const std::string& kind, std::vector<std::string> more = {"/s", "--init"}) const {
+    more.insert(more.begin(), {"backup", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
+    return run(more);
+  }
+  std::vector<std::string> protected_machines() const {
+    std::vector<std::string> machines;
+    for (const auto& entry : host::list_manifests(restic_)) machines.push_back(entry.machine);
+    return machines;
+  }
+  std::vector<std::string> streams() const {
+    std::vector<std::string> paths;
+    for (const auto& snapshot : restic_.snapshots(host::disk_tag)) paths.push_back(snapshot.path);
+    return paths;
+  }
+  std::string log() const { return test_support::read_file(folder_.path("log")); }
+
+  const test_support::TemporaryDirectory folder_;
+  const std::string repository_ = folder_.path("repository");
+  const std::string password_ = folder_.write_file("password", "hunter2");
+  const host::Restic restic_{{repository_, password_, ""}};
+};
+
+TEST_F(Backup, ProtectsWhatItFinds) {
+  const Outcome outcome = backup("fine", {"/s", "--init", "--json"});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error << log();
+  EXPECT_EQ(outcome.error, "");
+  EXPECT_THAT(protected_machines(), ElementsAre(first, second));
+  const json report = json::parse(outcome.output);
+  EXPECT_EQ(report["result"], "ok");
+  EXPECT_THAT(report["machines"][0]["warnings"][0]["what"], HasSubstr("crash-consistent"));
+  EXPECT_EQ(report["machines"][1]["warnings"], json::array());
+
+  const auto entries = host::list_manifests(restic_);
+  const host::Manifest manifest = host::load_manifest(restic_, entries[0]);
+  EXPECT_TRUE(manifest.crash_consistent);
+  EXPECT_EQ(manifest.backup_id, report["backup_id"]);
+  ASSERT_EQ(manifest.disks.size(), 1U);
+  EXPECT_EQ(manifest.disks[0].size, 8U << 20U);
+  EXPECT_EQ(manifest.disks[0].skipped, 3U << 20U);
+  EXPECT_EQ(manifest.disks[0].stream_bytes, 512U + (5U << 20U));
+  EXPECT_EQ(manifest.objects.back().path, first + "/Metadata/VmName=first");
+  EXPECT_EQ(manifest.objects.back().data, "METADATA_FILE");
+  EXPECT_EQ(manifest.objects[2].path, first + "/Metadata/Size=A1");
+  EXPECT_EQ(manifest.objects[2].data, std::nullopt);
+  EXPECT_THAT(log(), HasSubstr("close " + second + disk + "\n"));
+  EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
+
+  EXPECT_EQ(backup("fine", {"/s"}).exit_code, 0);  // a second one into the same repository
+  EXPECT_EQ(protected_machines().size(), 4U);
+}
+
+// A stream that did not come whole is nowhere in the repository, what was opened is closed, and the other machine and
+// the sweep are not touched by it.
+TEST_F(Backup, LeavesNothingOfADiskThatFails) {
+  struct Case {
+    std::string kind;
+    std::string words;
+    std::string last_call;  // about the disk
+  };
+  const std::vector<Case> cases = {{"breaks", "cannot be read: the operation failed (status 6614)", "close "},
+                                   {"early", "5243391 bytes of 5243392", "close "},
+                                   {"empty", "a size of 0 bytes", "release "},
+                                   {"locked", "cannot be opened: the disk's snapshot is not exported", "release "}};
+  for (const Case& given : cases) {
+    std::filesystem::remove_all(repository_);
+    std::filesystem::remove(folder_.path("log"));
+    const Outcome outcome = backup(given.kind);
+    EXPECT_EQ(outcome.exit_code, 3) << given.kind << outcome.error;
+    EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: " + first + disk));
+    EXPECT_THAT(outcome.output, HasSubstr(given.words));
+    EXPECT_THAT(outcome.output, HasSubstr("1 machine protected, 1 not."));
+    EXPECT_THAT(protected_machines(), ElementsAre(second));
+    EXPECT_THAT(streams(), ElementsAre(second + disk));
+    EXPECT_THAT(log(), HasSubstr(given.last_call + first + disk + "\n"));
+    EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
+  }
+}
+
+TEST_F(Backup, ClosesWhatIsOpenWhenItIsStopped) {
+  const Outcome outcome = backup("signal");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.error, HasSubstr("stopped by a signal"));
+  EXPECT_THAT(log(), HasSubstr("close " + first + disk + "\n"));
+  EXPECT_THAT(log(), Not(HasSubstr("open " + second)));
+  EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
+  EXPECT_THAT(streams(), ElementsAre());
+}
+
+TEST_F(Backup, CanBeRunAgainAfterItWasKilled) {
+  EXPECT_EQ(backup("killed").exit_code, -1);
+  EXPECT_THAT(protected_machines(), ElementsAre());
+  EXPECT_EQ(backup("fine").exit_code, 0);
+  EXPECT_THAT(protected_machines(), ElementsAre(first, second));
+  restic_.check();
+}
+
+TEST_F(Backup, GoesOnWithoutASettingOfUnmanagedDisks) {
+  const Outcome outcome = backup("unset");
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
+  EXPECT_THAT(outcome.output, HasSubstr("Set VM_SNAPSHOT_IN_DISCOVERY and ASYNC_SNAPSHOT_SUPPORT"));
+}
+
+TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
+  restic_.init();
+  const std::string server = "fine.r1.stack.example";
+  ASSERT_EQ(run({"discover", "--plugin", FAKE_PLUGIN, "--server", server, "/s", "--keep", folder_.path("w")}).exit_code,
+            0);
+  const Outcome outcome = backup("fine", {"--workload", folder_.path("w/w.1")});
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
+  EXPECT_THAT(protected_machines(), ElementsAre(first, second));
+  EXPECT_THAT(log(), Not(HasSubstr("sweep")));
+  EXPECT_EQ(run({"finish", "--plugin", FAKE_PLUGIN, "--server", server, "/s", "--snapshot", "17"}).exit_code, 0);
+  EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
+}
+
+// Nothing is asked of the cloud for a repository that cannot take it.
+TEST_F(Backup, LooksAtTheRepositoryFirst) {
+  const Outcome absent = backup("fine", {"/s"});
+  EXPECT_EQ(absent.exit_code, 16);
+  EXPECT_THAT(absent.error, HasSubstr("Is there a repository"));
+  restic_.init();
+  const Outcome wrong = backup("fine", {"/s", "--init", "--repo-password-file", folder_.write_file("wrong", "x")});
+  EXPECT_EQ(wrong.exit_code, 16);
+  EXPECT_THAT(wrong.error, HasSubstr("wrong password"));
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("log")) && log().find("opened") != std::string::npos);
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{}, {"/s", "--workload", "/w"}, {"/s", "--repo-password-command", "x"}}) {
+    EXPECT_EQ(backup("fine", arguments).exit_code, 2);
+  }
+}
+
+}  // namespace
