@@ -14,7 +14,6 @@ namespace discovery_test {
 namespace {
 
 using azurestackpi::kOk;
-using azurestackpi::kOperationFailed;
 using azurestackpi::Status;
 using transport_test::ServerSetup;
 using Texts = std::vector<std::string>;
@@ -374,32 +373,6 @@ TEST_F(DiscoveryTest, ASnapshotThatFailsDoesNotFailTheDiscovery) {
       log.contains(4, "Failed to create snapshot for " + Id("Disks", "Microsoft.Compute/disks", "m1-os") + " disk"));
   EXPECT_EQ(MachinesIn("w.wl.1"), "m1");
   EXPECT_EQ(clock.pauses(), std::vector<std::int64_t>{});
-}
-
-TEST_F(DiscoveryTest, SnapshotsAreCleanedUpAsTheSettingsSay) {
-  struct Case {
-    const char* cleanup;
-    const char* in_discovery;
-    int before, after;
-  };
-  const std::vector<Case> cases{{"0", "false", 0, 0}, {"1", "false", 0, 1}, {"2", "false", 1, 0},
-                                {"1", "tr", 0, 2},    {"0", "", 0, 1},      {"x", "true", 0, 1}};
-  const auto sweeps = [&] {
-    return std::count_if(log.lines().begin(), log.lines().end(), [](const test_support::LogLine& line) {
-      return line.text.rfind("azurestack_delete_snapshots: ", 0) == 0;
-    });
-  };
-  for (const Case& c : cases) {
-    setup.config["ENABLE_SNAPSHOT_CLEANUP"] = c.cleanup;
-    SetUpWith("VM_SNAPSHOT_IN_DISCOVERY", c.in_discovery);
-    log.clear();
-    EXPECT_EQ(Discover(""), kOk);
-    EXPECT_EQ(sweeps(), c.before) << c.cleanup << " " << c.in_discovery;
-    log.clear();
-    // A sweep that was asked for and cannot be made yet is no success.
-    EXPECT_EQ(table->postprocess(server, "/sub/rg", "1700"), c.after == 0 ? kOk : kOperationFailed);
-    EXPECT_EQ(sweeps(), c.after) << c.cleanup << " " << c.in_discovery;
-  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "tests/transport/open_server.h"
 
+#include <utility>
+
 #include "platform/bounded_text.h"
 
 namespace transport_test {
@@ -18,7 +20,7 @@ std::string Lines(const Settings& settings) {
 
 }  // namespace
 
-OpenServer::OpenServer() {
+OpenServer::OpenServer(sim::Options options) : world(options.world), simulator(std::move(options)) {
   aapi_plugin_info_t info{};
   aapi_pgn_init(AAPI_INTERFACE_V2, nullptr, &info);
   table = info.entry_points;

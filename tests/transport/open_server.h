@@ -29,7 +29,8 @@ struct ServerSetup {
 
 class OpenServer : public testing::Test {
  protected:
-  OpenServer();
+  /// Of the demonstration world, or of the options' own.
+  explicit OpenServer(sim::Options options = {});
   ~OpenServer() override;
 
   /// The demonstration world's AAD client, with TLS validation by the simulator's authority.
@@ -51,7 +52,7 @@ class OpenServer : public testing::Test {
   void Answer(const std::string& target, int status, sim::Headers headers = {}, std::string body = {},
               std::uint64_t first = 1, std::uint64_t times = 1);
 
-  const sim::World world = sim::demo_world();
+  const sim::World world;
   const std::string aad_secret = "demo+client/secret=42";
   const std::string adfs_password = "demo & password 100%";
 

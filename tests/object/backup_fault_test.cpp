@@ -1,0 +1,129 @@
+// A whole backup of two machines in which each request fails in turn: the host gets statuses that there are, a line
+// says what went wrong, the machine that the request was not for is backed up whole, and nothing stays behind.
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "tests/object/backup_fixture.h"
+
+namespace backup_test {
+namespace {
+
+using namespace azurestackpi;
+
+class BackupFaultTest : public BackupTest {
+ protected:
+  BackupFaultTest() {
+    for (const char* disk : {"web-01-os", "web-01-data", "DB-01-os"}) {
+      images_[disk] = ImageOfDisk(disk);
+    }
+  }
+
+  void Backup() {
+    statuses_.clear();
+    whole_ = {{"web-01", true}, {"DB-01", true}};
+    Start({{"VM_SNAPSHOT_IN_DISCOVERY", "false"}, {"ENABLE_SNAPSHOT_CLEANUP", "1"}, {"SNAPSHOT_CLEANUP_MIN", "0"}});
+    log.clear();
+    Note(Discover(snapid_));
+    for (const std::string& path : Texts(records)) {
+      BackUpObject(path);
+    }
+    Sweep();
+  }
+
+  void BackUpObject(const std::string& path) {
+    bool whole = Note(Query(path, snapid_));
+    if (whole && info.object_type == AAPI_OBJECT_FILE) {
+      whole = Note(ReadObject(path, 8 * kMiB));
+      const std::string name = path.substr(path.rfind('/') + 1);
+      const auto expected = images_.find(name.substr(0, name.find(".vhd")));
+      if (expected != images_.end() && whole) {
+        EXPECT_TRUE(image == expected->second) << path << ": wrong data, and no failure";
+      }
+    }
+    for (auto& [machine, state] : whole_) {
+      state = state && (whole || path.find("/" + machine + "/") == std::string::npos);
+    }
+  }
+
+  void Sweep() { Note(table->postprocess(server, ("/" + subscription).c_str(), snapid_.c_str())); }
+
+  bool Note(Status status) {
+    statuses_.insert(status);
+    return status == kOk;
+  }
+
+  /// Lines of failures; level 4 also has lines of normal work.
+  bool TellsAFailure() const {
+    return std::any_of(log.lines().begin(), log.lines().end(), [](const test_support::LogLine& line) {
+      return line.level >= 4 && line.text.find("ReadAhead Size") == std::string::npos;
+    });
+  }
+
+  /// Runs a backup whose n-th request of that side fails, and looks at what it left.
+  void CheckBackupWithFault(const std::string& what) {
+    SCOPED_TRACE(what);
+    Backup();
+    for (const Status status : statuses_) {
+      EXPECT_TRUE(status == 0 || status == 2 || status == 5 || status == 6011 || !StatusText(status).empty()) << status;
+    }
+    const bool all_whole = records.size() > 20 && whole_["web-01"] && whole_["DB-01"];
+    EXPECT_TRUE(all_whole || TellsAFailure());
+    if (RecordsWith(web).size() > 3 && RecordsWith(db).size() > 3) {
+      EXPECT_TRUE(whole_["web-01"] || whole_["DB-01"]);
+    }
+    ASSERT_EQ(simulator.unused_faults(), Texts{});
+    ASSERT_EQ(proxy.unused_faults(), Texts{});
+    simulator.advance_time(31);  // snapshots that nobody waited for have come into being
+    // The service's clock does not move with the test's, so the sweep goes by the backup's id.
+    Start({{"VM_SNAPSHOT_IN_DISCOVERY", "true"}});
+    Sweep();
+    EXPECT_EQ(ManagedSnapshots(), Texts{});
+    EXPECT_EQ(BlobSnapshots(), Texts{});
+  }
+
+  const std::string snapid_ = "1699999000";
+  std::map<std::string, std::string> images_;
+  std::map<std::string, bool> whole_;
+  std::set<Status> statuses_;
+};
+
+// A part of the requests, another one for each kind of failure; all of them in a long run.
+std::size_t Stride() { return std::getenv("AZS_LONG") != nullptr ? 1 : 6; }
+
+TEST_F(BackupFaultTest, EachRequestToResourceManagerFailsInTurn) {
+  Backup();
+  simulator.clear_requests();
+  Backup();  // the token is there now, as in the backups to come
+  EXPECT_EQ(statuses_, std::set<Status>{kOk});
+  EXPECT_FALSE(TellsAFailure()) << log.text();
+  const std::size_t count = simulator.requests().size();
+  ASSERT_GT(count, 20U);
+  for (std::size_t n = 1; n <= count; n += Stride()) {
+    simulator.add_fault({"", "", n, 1, sim::AnswerWith{{.status = 403, .body = R"({"error":{"code":"No"}})"}}});
+    CheckBackupWithFault("refused: " + std::to_string(n) + " of " + std::to_string(count));
+  }
+  for (std::size_t n = 1 + Stride() / 2; n <= count; n += Stride()) {
+    simulator.add_fault({"", "", n, 1, sim::ResetInBody{}});  // carried out, but the answer is lost
+    CheckBackupWithFault("lost: " + std::to_string(n) + " of " + std::to_string(count));
+  }
+}
+
+TEST_F(BackupFaultTest, EachRequestToTheBlobServiceFailsInTurn) {
+  const std::size_t before = proxy.requests().size();
+  Backup();
+  const std::size_t count = proxy.requests().size() - before;
+  ASSERT_GT(count, 10U);
+  for (std::size_t n = 1; n <= count; n += Stride()) {
+    proxy.add({.first = n, .action = sim::AnswerWith{.response = {.status = 403}}});
+    CheckBackupWithFault("refused: " + std::to_string(n) + " of " + std::to_string(count));
+  }
+  for (std::size_t n = 1 + Stride() / 2; n <= count; n += Stride()) {
+    proxy.add({.first = n, .times = 12, .action = sim::AnswerWith{.response = {.status = 503}}});
+    CheckBackupWithFault("busy: " + std::to_string(n) + " of " + std::to_string(count));
+  }
+}
+
+}  // namespace
+}  // namespace backup_test
