@@ -10,6 +10,7 @@
 #include "host/errors.h"
 #include "host/exit_codes.h"
 #include "host/file_descriptor.h"
+#include "host/repository_commands.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ ExitCode run(int argc, char** argv) {
   host::add_discover_command(program, action);
   host::add_backup_command(program, action);
   host::add_finish_command(program, action);
+  host::add_repository_commands(program, action);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

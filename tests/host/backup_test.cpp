@@ -145,6 +145,68 @@ TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
   EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
 }
 
+TEST_F(Backup, IsListedAndShown) {
+  EXPECT_EQ(run({"list"}).exit_code, 16);
+  ASSERT_EQ(backup("breaks").exit_code, 3);
+  const Outcome list = run({"list"});
+  EXPECT_EQ(list.exit_code, 0);
+  EXPECT_THAT(list.output, HasSubstr(second + "\n  "));
+  EXPECT_THAT(list.output, Not(HasSubstr(first)));
+  const Outcome show = run({"show", "/S/G/SECOND"});
+  EXPECT_EQ(show.exit_code, 0);
+  EXPECT_THAT(show.output, HasSubstr("8.0 MiB disk, 5.0 MiB read, 3.0 MiB unallocated"));
+  EXPECT_THAT(show.output, HasSubstr("\n  PowerState=deallocated\n"));
+  const json shown = json::parse(run({"show", second, "--json"}).output);
+  EXPECT_EQ(shown["backup"]["disks"][0]["status"], "complete");
+  EXPECT_EQ(run({"show", first}).exit_code, 4);
+  EXPECT_EQ(run({"list", "--backup", "17"}).exit_code, 4);
+  EXPECT_EQ(run({"show"}).exit_code, 2);
+}
+
+TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
+  ASSERT_EQ(backup("fine").exit_code, 0);
+  EXPECT_EQ(run({"verify"}).exit_code, 0);
+
+  auto manifests = host::list_manifests(restic_);
+  const host::ManifestEntry entry = *std::find_if(manifests.begin(), manifests.end(),
+                                                  [](const auto& candidate) { return candidate.machine == first; });
+  host::Manifest manifest = host::load_manifest(restic_, entry);
+  const host::SavedDisk good = manifest.disks[0];
+  restic_.forget({entry.snapshot.id}, false);
+  const auto store = [&] {
+    host::ResticUpload upload(restic_, first + host::manifest_name, {host::manifest_tag, "backup=1"});
+    const std::string text = host::manifest_text(manifest);
+    upload.write(text.data(), text.size());
+    return upload.finish();
+  };
+  manifest.disks[0].sha256 = std::string(64, '0');
+  const std::string wrong = store();
+  const Outcome differs = run({"verify"});
+  EXPECT_EQ(differs.exit_code, 3);
+  EXPECT_THAT(differs.output, HasSubstr("DAMAGED  " + first + "  1\n           " + first + disk + " is not what was"));
+  EXPECT_THAT(differs.output, HasSubstr("ok       " + second));
+  EXPECT_EQ(run({"verify", second}).exit_code, 0);
+
+  manifest.disks[0] = good;
+  store();
+  restic_.forget({wrong, good.snapshot}, false);
+  const Outcome missing = run({"verify"});
+  EXPECT_EQ(missing.exit_code, 3);
+  EXPECT_THAT(missing.output, HasSubstr("is missing in the repository"));
+
+  // Both machines have the same data, so a damaged pack hurts the one that is left.
+  std::filesystem::path largest;
+  for (const auto& file : std::filesystem::recursive_directory_iterator(repository_ + "/data")) {
+    if (file.is_regular_file() && (largest.empty() || file.file_size() > file_size(largest))) largest = file.path();
+  }
+  std::filesystem::permissions(largest, std::filesystem::perms::owner_all);
+  std::filesystem::resize_file(largest, file_size(largest) / 2);
+  const json damaged = json::parse(run({"verify", "--json"}).output);
+  EXPECT_EQ(damaged["exit_code"], 1);
+  EXPECT_FALSE(damaged["structure"].is_null());
+  EXPECT_THAT(damaged["backups"].dump(), HasSubstr(second + disk + " cannot be read"));
+}
+
 // Nothing is asked of the cloud for a repository that cannot take it.
 TEST_F(Backup, LooksAtTheRepositoryFirst) {
   const Outcome absent = backup("fine", {"/s"});
