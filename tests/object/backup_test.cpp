@@ -177,6 +177,36 @@ TEST_F(BackupTest, AnExportLastsFromAQueryToTheClose) {
   EXPECT_EQ(ManagedSnapshots(), Texts{});
 }
 
+TEST_F(BackupTest, AFailedQueryOrOpenLeavesNoExportInTheWayOfTheNext) {
+  PrepareMachine(web, "1700000000", kInBackup);
+  const std::string path = RecordWith("/web-01-os");
+  const auto refuse = [&](const char* method) {
+    proxy.add({.method = method, .target = "snapshot=", .action = sim::AnswerWith{.response = {.status = 403}}});
+  };
+  refuse("HEAD");
+  EXPECT_EQ(Query(path, "1700000000"), 6783U);
+  EXPECT_TRUE(log.contains(4, "Failed to find blob reference for managed disk snapshot <"));
+  refuse("GET");
+  EXPECT_EQ(Query(path, "1700000000"), 2U);
+  ASSERT_EQ(Query(path, "1700000000"), kOk);
+  refuse("GET");
+  EXPECT_EQ(ReadObject(path, kMiB), 2U) << "an image without the ranges would lack the disk's data";
+  EXPECT_EQ(ReadObject(path, kMiB), 6781U);
+  ASSERT_EQ(Query(path, "1700000000"), kOk);
+  ASSERT_EQ(ReadObject(path, kMiB), kOk);
+  EXPECT_TRUE(image == ImageOfDisk("web-01-os"));
+}
+
+TEST_F(BackupTest, NothingOfAMachineIsRememberedOverTheServersClose) {
+  PrepareMachine(web, "1700000000", kInBackup);
+  const std::string path = RecordWith("/web-01-os");
+  ASSERT_EQ(Query(path, "1700000000"), kOk);
+  Start(kInBackup);
+  EXPECT_EQ(Query(path, "1700000000"), kOk);
+  EXPECT_EQ(info.size, 0U) << "its machine is not known any more";
+  EXPECT_EQ(ReadObject(path, kMiB), 6613U) << "nor its export";
+}
+
 TEST_F(BackupTest, ASnapshotThatCannotBeDeletedDoesNotFailTheClose) {
   PrepareMachine(web, "1700000000", kInBackup);
   ASSERT_EQ(Query(RecordWith("/web-01-data"), "1700000000"), kOk);
