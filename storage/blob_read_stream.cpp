@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "platform/clock.h"
-#include "storage/in_flight.h"
 #include "storage/wire.h"
 
 namespace azurestoragewrapper {
@@ -32,6 +31,7 @@ BlobReadStream::BlobReadStream(BlobClient client, const std::vector<PageRange>& 
     : client_(std::move(client)),
       ranges_(ranges),
       size_(size),
+      wait_(client_.fastest_answer_ms),
       group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {}
 
 BlobReadStream::~BlobReadStream() { drop_all(); }
@@ -103,7 +103,7 @@ std::optional<PageRange> BlobReadStream::next_piece() {
 }
 
 void BlobReadStream::fill_window() {
-  const std::size_t most = requests_in_flight(client_.fastest_answer_ms);
+  const std::size_t most = wait_.requests_in_flight();
   // A failure stops the asking ahead until the reader comes to it.
   const auto failed = [](const std::unique_ptr<Piece>& piece) { return piece->failure.has_value(); };
   if (std::any_of(window_.begin(), window_.end(), failed)) return;
@@ -146,10 +146,7 @@ bool BlobReadStream::take(Piece& piece, std::span<const std::byte> bytes) {
     const Answer& answer = piece.transfer->answer();
     const std::string begin = "bytes " + std::to_string(piece.place.offset + piece.received) + "-";
     if (answer.status != 206 || !answer.header("content-range").starts_with(begin)) return false;
-    const double wait = piece.transfer->answer_wait_ms();
-    if (wait > 0 && (client_.fastest_answer_ms <= 0 || wait < client_.fastest_answer_ms)) {
-      client_.fastest_answer_ms = wait;
-    }
+    wait_.note(piece.transfer->answer_wait_ms());
   }
   if (bytes.size() > piece.place.length - piece.received) return false;
   if (piece.reader != nullptr) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "storage/blob_client.h"
+#include "storage/in_flight.h"
 #include "storage/page_ranges.h"
 #include "storage/streams.h"
 #include "storage/transfer_group.h"
@@ -55,6 +56,7 @@ class BlobReadStream final : public read_stream {
   std::size_t plan_range_ = 0;
   std::uint64_t plan_done_ = 0;
 
+  AnswerWait wait_;
   TransferGroup group_;
   Pieces window_;  // in the order of their places; those asked for and not yet delivered in full
   std::size_t window_bytes_ = 0;

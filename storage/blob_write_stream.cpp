@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "platform/clock.h"
-#include "storage/in_flight.h"
 #include "storage/wire.h"
 
 namespace azurestoragewrapper {
@@ -29,14 +28,13 @@ struct BlobWriteStream::Piece {
   Transfer transfer{Transfer::Connections::own};
   Request request = {};
   std::uint64_t offset = 0;
-  std::size_t size = 0;
-  std::unique_ptr<std::byte[]> data{new std::byte[kLongestPiece]};
+  std::span<const std::byte> bytes = {};
+  std::unique_ptr<std::byte[]> copy = {};  // of the bytes, where the caller does not wait for them
   int repeats = 0;
   std::optional<Failure> failure;  // that another try may mend
 
-  std::span<const std::byte> bytes() const { return {data.get(), size}; }
   bool overlaps(std::uint64_t other, std::size_t length) const {
-    return offset < other + length && other < offset + size;
+    return offset < other + length && other < offset + bytes.size();
   }
 };
 
@@ -44,6 +42,7 @@ BlobWriteStream::BlobWriteStream(BlobClient client, std::uint64_t size, bool all
     : client_(std::move(client)),
       size_(size),
       zeros_from_(all_zeros ? 0 : size),
+      wait_(client_.fastest_answer_ms),
       group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {}
 
 BlobWriteStream::~BlobWriteStream() {
@@ -108,18 +107,48 @@ void BlobWriteStream::send(std::span<const std::byte> data, std::uint64_t offset
     spare_.pop_back();
   }
   piece->offset = offset;
-  piece->size = data.size();
   piece->repeats = 0;
-  std::memcpy(piece->data.get(), data.data(), data.size());
+  const bool alone = wait_.requests_in_flight() == 1;
+  if (alone) {
+    piece->bytes = data;
+  } else {
+    if (!piece->copy) piece->copy.reset(new std::byte[kLongestPiece]);
+    std::memcpy(piece->copy.get(), data.data(), data.size());
+    piece->bytes = {piece->copy.get(), data.size()};
+  }
   bytes_under_way_ += data.size();
-  under_way_.push_back(std::move(piece));
-  start(*under_way_.back());
   zeros_from_ = std::max(zeros_from_, offset + data.size());
+  under_way_.push_back(std::move(piece));
+  if (alone) {
+    send_and_wait(*under_way_.back());
+  } else {
+    start(*under_way_.back());
+  }
+}
+
+// The bytes are the caller's: nothing of the request may outlive this call.
+void BlobWriteStream::send_and_wait(Piece& piece) {
+  try {
+    start(piece);
+    while (!under_way_.empty()) wait_and_run();
+  } catch (...) {
+    abandon();
+    throw;
+  }
+}
+
+void BlobWriteStream::abandon() {
+  for (const auto& piece : under_way_) group_.remove(piece->transfer);
+  if (!under_way_.empty() && !failure_) {
+    failure_ = Failure{.message = "writing to " + client_.access.described() + " was broken off"};
+  }
+  under_way_.clear();
+  bytes_under_way_ = 0;
 }
 
 void BlobWriteStream::start(Piece& piece) {
   piece.failure.reset();
-  piece.request = put_pages_request(piece.offset, piece.bytes());
+  piece.request = put_pages_request(piece.offset, piece.bytes);
   const auto ignore = [](std::span<const std::byte>) { return true; };
   piece.transfer.prepare(client_.access.sign(piece.request, platform::clock().now(), client_.options.api_version),
                          piece.request, client_.options, ignore);
@@ -127,8 +156,8 @@ void BlobWriteStream::start(Piece& piece) {
 }
 
 void BlobWriteStream::wait_for_room(std::size_t size) {
-  const std::size_t most = requests_in_flight(client_.fastest_answer_ms);
-  while (under_way_.size() >= most || bytes_under_way_ + size > kMostBytesInFlight) wait_and_run();
+  while (under_way_.size() >= wait_.requests_in_flight() || bytes_under_way_ + size > kMostBytesInFlight)
+    wait_and_run();
 }
 
 void BlobWriteStream::wait_for_place(std::uint64_t offset, std::size_t size) {
@@ -169,14 +198,15 @@ void BlobWriteStream::finished(Transfer& transfer, CURLcode result) {
   if (found == under_way_.end()) return;
   Piece& piece = **found;
   const std::string doing = "writing bytes " + std::to_string(piece.offset) + "-" +
-                            std::to_string(piece.offset + piece.size - 1) + " of " + client_.access.described();
+                            std::to_string(piece.offset + piece.bytes.size() - 1) + " of " + client_.access.described();
   auto failure = transfer.failure(result, doing);
+  wait_.note(transfer.duration_ms());
   if (failure && may_repeat(client_.options, Repeat::always, *failure, piece.repeats)) {
     piece.failure = std::move(failure);
     return;
   }
   if (failure && !failure_) failure_ = std::move(failure);
-  bytes_under_way_ -= piece.size;
+  bytes_under_way_ -= piece.bytes.size();
   spare_.push_back(std::move(*found));
   under_way_.erase(found);
 }

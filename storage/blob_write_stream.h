@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "storage/blob_client.h"
+#include "storage/in_flight.h"
 #include "storage/streams.h"
 #include "storage/transfer_group.h"
 
@@ -32,6 +33,8 @@ class BlobWriteStream final : public write_stream {
   void check_place(std::size_t size) const;
   void send_data(std::span<const std::byte> data, std::uint64_t offset);
   void send(std::span<const std::byte> data, std::uint64_t offset);
+  void send_and_wait(Piece& piece);
+  void abandon();
   void wait_for_room(std::size_t size);
   void wait_for_place(std::uint64_t offset, std::size_t size);
   void start(Piece& piece);
@@ -47,6 +50,7 @@ class BlobWriteStream final : public write_stream {
   bool closed_ = false;
   std::optional<Failure> failure_;  // of pages that are lost; the blob is not what it should be
 
+  AnswerWait wait_;
   TransferGroup group_;
   std::deque<std::unique_ptr<Piece>> under_way_;
   std::size_t bytes_under_way_ = 0;

@@ -11,13 +11,29 @@ inline constexpr std::size_t kLongestPiece = std::size_t{4} << 20U;
 inline constexpr std::size_t kMostBytesInFlight = std::size_t{64} << 20U;
 inline constexpr std::size_t kMostRequestsInFlight = 16;
 
-/// Of the shortest wait for an answer seen so far, 0 when there was none. Near the service one is enough: the next is
-/// sent before the caller works on what came, and two at once only take the processor from each other. Far from it the
-/// wait is for the wire, and the more are under way the better.
-inline std::size_t requests_in_flight(double shortest_wait_ms) {
-  constexpr double kNear = 4.0;
-  if (shortest_wait_ms < kNear) return 1;
-  return std::clamp(static_cast<std::size_t>(shortest_wait_ms), std::size_t{8}, kMostRequestsInFlight);
-}
+/// How long the service lets a stream wait for an answer, at best, and what follows for the number of requests.
+class AnswerWait {
+ public:
+  /// before: shortest wait of the requests before the stream, a first guess; 0: none.
+  explicit AnswerWait(double before_ms) : before_(before_ms) {}
+
+  /// Notes the wait for an answer to a request of the stream itself; 0 counts for nothing.
+  void note(double wait_ms) {
+    if (wait_ms > 0 && (shortest_ <= 0 || wait_ms < shortest_)) shortest_ = wait_ms;
+  }
+
+  /// A service that is near and quick is best asked for one thing after the other: two at once only take the processor
+  /// from each other. While one waits for the wire, or for the service's disks, others may as well be under way.
+  std::size_t requests_in_flight() const {
+    constexpr double kQuick = 4.0;
+    const double wait = shortest_ > 0 ? shortest_ : before_;
+    if (wait < kQuick) return 1;
+    return std::clamp(static_cast<std::size_t>(wait), std::size_t{8}, kMostRequestsInFlight);
+  }
+
+ private:
+  double before_;
+  double shortest_ = 0;
+};
 
 }  // namespace azurestoragewrapper

@@ -124,12 +124,16 @@ std::optional<Failure> Transfer::failure(CURLcode result, const std::string& doi
   return std::nullopt;
 }
 
-double Transfer::answer_wait_ms() const {
+double Transfer::answer_wait_ms() const { return ms_since_sending(CURLINFO_STARTTRANSFER_TIME_T); }
+
+double Transfer::duration_ms() const { return ms_since_sending(CURLINFO_TOTAL_TIME_T); }
+
+double Transfer::ms_since_sending(CURLINFO until) const {
   curl_off_t sent = 0;
-  curl_off_t first_byte = 0;
+  curl_off_t end = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_PRETRANSFER_TIME_T, &sent);
-  curl_easy_getinfo(handle_.get(), CURLINFO_STARTTRANSFER_TIME_T, &first_byte);
-  return first_byte > sent ? static_cast<double>(first_byte - sent) / 1000.0 : 0.0;
+  curl_easy_getinfo(handle_.get(), until, &end);
+  return end > sent ? static_cast<double>(end - sent) / 1000.0 : 0.0;
 }
 
 std::size_t Transfer::take(std::span<const std::byte> bytes) {

@@ -47,6 +47,10 @@ class Transfer {
   /// Milliseconds from the request's leaving to the answer's first byte; 0 when none came.
   double answer_wait_ms() const;
 
+  /// Milliseconds from the request's leaving to the answer's end. For an upload, where curl does not tell the wait for
+  /// the answer apart from the sending.
+  double duration_ms() const;
+
  private:
   struct ListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
@@ -58,6 +62,7 @@ class Transfer {
   static int on_rewind(void* self, curl_off_t offset, int origin);
 
   std::size_t take(std::span<const std::byte> bytes);
+  double ms_since_sending(CURLINFO until) const;
   void set_method(const Request& request);
   void set_headers(const SignedRequest& signed_request);
   void set_connection(const client_options& options);

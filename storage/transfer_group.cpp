@@ -18,6 +18,8 @@ void check(CURLMcode code) {
 
 TransferGroup::TransferGroup(Finished finished) : finished_(std::move(finished)), handle_(curl_multi_init()) {
   if (!handle_) throw std::bad_alloc();
+  // Else curl closes idle ones whenever few transfers are under way, and the next ones connect anew.
+  curl_multi_setopt(handle_.get(), CURLMOPT_MAXCONNECTS, 32L);
   curl_multi_setopt(handle_.get(), CURLMOPT_PIPELINING, static_cast<long>(CURLPIPE_NOTHING));
 }
 
