@@ -108,7 +108,7 @@ TEST_F(BackupSnapshotsTest, OldOnesGoAtTheMomentThatThePolicyNames) {
 TEST_F(BackupSnapshotsTest, OnlyOnesOfTheFormAndAgeGoInASweep) {
   Start({{"ENABLE_SNAPSHOT_CLEANUP", "1"}, {"VM_SNAPSHOT_IN_DISCOVERY", "false"}});
   const std::string base = "vm_DataDisk_0_";
-  Texts stay{base + MinutesAgo(1430) + "_BDAZSNAP",
+  Texts stay{base + MinutesAgo(1000) + "_BDAZSNAP",
              "vm_DataDisk_" + MinutesAgo(1500) + "_BDAZSNAP",
              "v_m_OSDisk_0_" + MinutesAgo(1500) + "_BDAZSNAP",
              "vm_osdisk_0_" + MinutesAgo(1500) + "_BDAZSNAP",
@@ -118,17 +118,18 @@ TEST_F(BackupSnapshotsTest, OnlyOnesOfTheFormAndAgeGoInASweep) {
   for (const std::string& name : stay) {
     MakeManagedSnapshot(name);
   }
-  // What is made takes some of the clock's time, so the border is drawn last: 59 s short of a minute more would be
-  // 1440.
-  const std::string young = base + std::to_string(clock.now() - 1440 * 60 + 30) + "_BDAZSNAP";
-  const std::string due = "vm_OSDisk_1_" + MinutesAgo(1440) + "_BDAZSNAP";
+  // Requests take time, so the border is drawn around a moment to come: 1440 minutes, and 1439 until the sweep ends.
+  constexpr std::int64_t day = 86'400;
+  const std::int64_t sweep = clock.now() + 600;
+  const std::string due = "vm_OSDisk_1_" + std::to_string(sweep - day) + "_BDAZSNAP";
+  const std::string young = base + std::to_string(sweep - day + 50) + "_BDAZSNAP";
   const std::string refused = "vm_OSDisk_2_" + MinutesAgo(2000) + "_BDAZSNAP";
   MakeManagedSnapshot(young);
   MakeManagedSnapshot(due);
   MakeManagedSnapshot(refused);
   MakeBlobSnapshot("1", "BDAZSNAP");
   simulator.add_fault({"DELETE", refused, 1, 1, sim::AnswerWith{{.status = 409}}});
-  clock.advance(std::stol(young.substr(base.size())) + 1440 * 60 - 1 - clock.now());
+  clock.advance(sweep - clock.now());
   EXPECT_EQ(Postprocess("/" + subscription + " /" + subscription + "/web-rg", ""), kOk);
   stay.push_back(young);
   stay.push_back(refused);
