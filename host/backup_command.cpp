@@ -35,7 +35,7 @@ struct BackupOptions {
 };
 
 // The plug-in waits minutes for snapshots; this is how a signal reaches it there.
-std::uint32_t stop_when_interrupted(const char* /*caller*/) { return interrupted() ? 1 : 0; }
+std::uint32_t stop_when_interrupted(const char* /*caller*/) { return stop_request() ? 1 : 0; }
 
 Finding interruption() {
   return {Stage::azure_stack, ExitCode::failed, "stopped by a signal; what was open is closed",
@@ -130,9 +130,9 @@ class Backup {
   }
 
   void back_up_file(const Plugin& plugin) {
-    auto work = read_machine_work({options_.workload});
+    const auto work = read_machine_work({options_.workload});
     if (!work.empty()) outcome_.backup_id = work.front().snapshot_name;
-    with_server(plugin, [&](const BackupTools& tools) { back_up_all(tools, std::move(work)); });
+    with_server(plugin, [&](const BackupTools& tools) { back_up_all(tools, work); });
   }
 
   template <typename Body>
@@ -147,7 +147,7 @@ class Backup {
   }
 
   // After a signal what is left of the backup is not tried, but its end is done as ever: the snapshots have to go.
-  void back_up_all(const BackupTools& tools, std::vector<MachineWork> work) {
+  void back_up_all(const BackupTools& tools, const std::vector<MachineWork>& work) {
     try {
       for (const MachineWork& machine : work) {
         if (machine.machine.path.empty()) {
@@ -156,6 +156,7 @@ class Backup {
           add(back_up_machine(tools, machine));
         }
       }
+      check_interrupt();  // the signal that stopped the plug-in in the last machine
     } catch (const Interrupted&) {
       fail(interruption());
       add_untried(work);

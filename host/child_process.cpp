@@ -96,7 +96,9 @@ ChildProcess::~ChildProcess() { end(); }
 
 int ChildProcess::wait() {
   pollfd ended{handle_.get(), POLLIN, 0};
-  while (::poll(&ended, 1, look_ms) <= 0) check_interrupt();
+  do {
+    check_interrupt();
+  } while (::poll(&ended, 1, look_ms) <= 0);
   return reap();
 }
 

@@ -7,14 +7,23 @@ namespace {
 constexpr std::array stop_signals{SIGINT, SIGTERM, SIGHUP};
 
 volatile sig_atomic_t stop_requested = 0;
+volatile sig_atomic_t request_untold = 0;
 
-void request_stop(int /*signal*/) { stop_requested = 1; }
+void request_stop(int /*signal*/) {
+  stop_requested = 1;
+  request_untold = 1;
+}
+
+void forget_request() {
+  stop_requested = 0;
+  request_untold = 0;
+}
 
 }  // namespace
 
 // Without SA_RESTART, so that a call that waits returns and its caller looks at the flag.
 InterruptGuard::InterruptGuard() {
-  stop_requested = 0;
+  forget_request();
   struct sigaction action {};
   action.sa_handler = &request_stop;
   std::size_t at = 0;
@@ -29,10 +38,16 @@ InterruptGuard::~InterruptGuard() {
   ::sigaction(SIGPIPE, &before_[at], nullptr);
 }
 
-bool interrupted() noexcept { return stop_requested != 0; }
-
 void check_interrupt() {
-  if (interrupted()) throw Interrupted();
+  if (stop_requested == 0) return;
+  forget_request();
+  throw Interrupted();
+}
+
+bool stop_request() noexcept {
+  if (request_untold == 0) return false;
+  request_untold = 0;
+  return true;
 }
 
 }  // namespace host

@@ -28,10 +28,12 @@ class InterruptGuard {
   std::array<struct sigaction, signal_count> before_{};
 };
 
-/// True once one of the signals has come.
-bool interrupted() noexcept;
-
-/// Throws Interrupted once one has come.
+/// Throws Interrupted when one of the signals has come, and takes it: what is closed on the way out is not stopped by
+/// it, only by a further one.
 void check_interrupt();
+
+/// True once for each signal, for the plug-in, whose request in hand is to stop but not those that tidy up after it.
+/// check_interrupt still throws for this signal.
+bool stop_request() noexcept;
 
 }  // namespace host

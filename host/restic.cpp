@@ -175,7 +175,7 @@ void Restic::forget(const std::vector<std::string>& ids, bool prune) const {
 
 std::string Restic::name() const { return without_password(access_.address); }
 
-std::string Restic::run(std::vector<std::string> arguments) const {
+std::string Restic::run(const std::vector<std::string>& arguments) const {
   const FileDescriptor input = null_input();
   const FileDescriptor output = memory_file();
   const FileDescriptor error = memory_file();

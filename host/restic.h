@@ -66,7 +66,7 @@ class Restic {
  private:
   friend class ResticUpload;
 
-  std::string run(std::vector<std::string> arguments) const;
+  std::string run(const std::vector<std::string>& arguments) const;
   std::vector<ResticSnapshot> list(const std::vector<std::string>& arguments) const;
   /// Throws ResticError for an exit code other than 0; error holds what restic wrote.
   void require_success(int exit_code, const FileDescriptor& error) const;

@@ -83,6 +83,10 @@ TEST_F(Repository, StopsAtASignal) {
   ResticUpload upload(restic_, "/interrupted", {"kind"});
   ASSERT_EQ(::raise(SIGTERM), 0);
   EXPECT_THROW(upload.write("abc", 3), host::Interrupted);
+  restic_.open();  // the signal is taken
+  ASSERT_EQ(::raise(SIGTERM), 0);
+  EXPECT_TRUE(host::stop_request());
+  EXPECT_FALSE(host::stop_request());  // what the plug-in does to tidy up goes on
   EXPECT_THROW(restic_.check(), host::Interrupted);
 }
 
