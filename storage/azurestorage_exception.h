@@ -13,6 +13,7 @@ struct Failure {
   std::string error_code = {};  // the service's own word: "BlobNotFound"
   std::string request_id = {};  // the service's id of the request, for its operator
   bool retryable = false;       // another try may succeed
+  bool timed_out = false;       // a smaller request may succeed
   int retry_after = 0;          // seconds the service asks to wait
 };
 

@@ -87,7 +87,7 @@ BlobAccess::BlobAccess(const std::string& connection_string, std::string contain
 BlobAccess::BlobAccess(const std::string& access_uri) {
   const UrlPtr url(curl_url(), &curl_url_cleanup);
   if (!url) throw std::bad_alloc();
-  if (curl_url_set(url.get(), CURLUPART_URL, access_uri.c_str(), CURLU_URLENCODE) != CURLUE_OK) {
+  if (curl_url_set(url.get(), CURLUPART_URL, access_uri.c_str(), CURLU_URLENCODE | CURLU_PATH_AS_IS) != CURLUE_OK) {
     refuse("the shared-access address of a blob is not an address");
   }
   const std::string scheme = url_part(url, CURLUPART_SCHEME);

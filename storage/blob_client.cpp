@@ -8,7 +8,8 @@
 namespace azurestoragewrapper {
 namespace {
 
-constexpr int kLongestPause = 60;  // seconds, where the service does not ask for more
+constexpr int kLongestSilence = 30;  // seconds without a keep-alive
+constexpr int kLongestPause = 60;    // seconds, where the service does not ask for more
 
 Answer attempt(BlobClient& client, const Request& request, const std::string& doing, std::size_t longest_body) {
   Transfer transfer(Transfer::Connections::of_thread);
@@ -40,6 +41,10 @@ void log_line(const client_options& options, std::uint32_t level, const std::str
   if (options.log != nullptr) options.log(level, text.c_str());
 }
 
+void keep_alive(const client_options& options, const char* caller) {
+  if (options.keepalive != nullptr) static_cast<void>(options.keepalive(caller));
+}
+
 bool may_repeat(const client_options& options, Repeat repeat, const Failure& failure, int repeats) {
   if (!failure.retryable || repeats >= options.most_repeats || repeat == Repeat::never) return false;
   return repeat == Repeat::always || failure.http_status == 429 || failure.http_status == 503;
@@ -49,8 +54,10 @@ void pause_before_repeat(const client_options& options, const Failure& failure, 
   const int doubled = std::min(1 << std::min(repeats, 10), kLongestPause);
   const int seconds = failure.retry_after > 0 ? failure.retry_after : doubled;
   log_line(options, kLogWarning, failure.message + "; sent again in " + std::to_string(seconds) + " seconds");
-  if (options.keepalive != nullptr) static_cast<void>(options.keepalive("pause_before_repeat"));
-  platform::clock().sleep(seconds);
+  for (int left = seconds; left > 0; left -= kLongestSilence) {
+    keep_alive(options, "pause_before_repeat");
+    platform::clock().sleep(std::min(left, kLongestSilence));
+  }
 }
 
 Answer perform(BlobClient& client, const Request& request, const std::string& doing, std::size_t longest_body) {

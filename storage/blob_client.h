@@ -31,6 +31,9 @@ bool may_repeat(const client_options& options, Repeat repeat, const Failure& fai
 /// keep-alive called before.
 void pause_before_repeat(const client_options& options, const Failure& failure, int repeats);
 
+/// Calls the keep-alive, if there is one.
+void keep_alive(const client_options& options, const char* caller);
+
 /// A line of the client's log.
 void log_line(const client_options& options, std::uint32_t level, const std::string& text);
 

@@ -27,12 +27,15 @@ struct BlobReadStream::Piece {
   std::uint64_t end() const { return place.offset + place.length; }
 };
 
-BlobReadStream::BlobReadStream(BlobClient client, const std::vector<PageRange>& ranges, std::uint64_t size)
+BlobReadStream::BlobReadStream(BlobClient client, std::span<const PageRange> ranges, std::uint64_t size)
     : client_(std::move(client)),
       ranges_(ranges),
       size_(size),
-      wait_(client_.fastest_answer_ms),
-      group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {}
+      wait_(client_.fastest_answer_ms, client_.options.requests_in_flight),
+      group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {
+  spare_buffers_.reserve(kMostRequestsInFlight);
+  spare_transfers_.reserve(kMostRequestsInFlight);
+}
 
 BlobReadStream::~BlobReadStream() { drop_all(); }
 
@@ -51,10 +54,20 @@ void BlobReadStream::seek(std::uint64_t offset) {
 std::size_t BlobReadStream::read(std::byte* buffer, std::size_t size) {
   if (closed_) throw azurestorage_exception(Failure{.message = "a closed stream cannot be read"});
   if (size == 0 || position_ >= size_) return 0;
+  try {
+    const std::size_t count = read_here(buffer, size);
+    position_ += count;
+    return count;
+  } catch (...) {
+    drop_all();  // whatever state the pieces are in: the next read asks anew
+    throw;
+  }
+}
+
+std::size_t BlobReadStream::read_here(std::byte* buffer, std::size_t size) {
   Piece& piece = front_at_position(size);
   fill_window();
   const std::size_t count = deliver(piece, buffer, size);
-  position_ += count;
   if (piece.delivered == piece.place.length) {
     drop_front();
     fill_window();  // so that the service is at work while the caller is
@@ -211,17 +224,12 @@ std::size_t BlobReadStream::deliver(Piece& piece, std::byte* buffer, std::size_t
 // the reader, and a later read at the same place begins anew.
 void BlobReadStream::receive_into(Piece& piece, std::byte* buffer) {
   piece.reader = buffer;
-  try {
-    while (!piece.complete()) {
-      if (piece.failure) {
-        repeat_failed(piece);
-      } else {
-        group_.wait_and_run();
-      }
+  while (!piece.complete()) {
+    if (piece.failure) {
+      repeat_failed(piece);
+    } else {
+      group_.wait_and_run();
     }
-  } catch (...) {
-    drop_all();
-    throw;
   }
   piece.reader = nullptr;
 }
@@ -255,7 +263,11 @@ void BlobReadStream::drop_front() {
 }
 
 void BlobReadStream::drop_all() {
-  while (!window_.empty()) drop_front();
+  for (const auto& piece : window_) {
+    if (piece->transfer) group_.remove(*piece->transfer);
+  }
+  window_.clear();
+  window_bytes_ = 0;
 }
 
 }  // namespace azurestoragewrapper

@@ -5,6 +5,7 @@
 #include <deque>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "storage/blob_client.h"
@@ -17,11 +18,12 @@ namespace azurestoragewrapper {
 
 /// Asks for pieces of at most 4 MiB, each cut out of one range from its beginning on, over connections that stay alive;
 /// as many at once as the distance to the service makes worth it, at most 64 MiB. What lies between the ranges is asked
-/// for only when it is read. A piece whose transfer fails is asked again from where it broke off.
+/// for only when it is read, and what was asked ahead is asked again after a seek elsewhere. A piece whose transfer
+/// fails is asked again from where it broke off.
 class BlobReadStream final : public read_stream {
  public:
   /// ranges: as azurestoragewrapper_VHD_Metadata has them; must outlive the stream. size: of the blob.
-  BlobReadStream(BlobClient client, const std::vector<PageRange>& ranges, std::uint64_t size);
+  BlobReadStream(BlobClient client, std::span<const PageRange> ranges, std::uint64_t size);
   ~BlobReadStream() override;
 
   std::size_t read(std::byte* buffer, std::size_t size) override;
@@ -32,6 +34,7 @@ class BlobReadStream final : public read_stream {
   struct Piece;
   using Pieces = std::deque<std::unique_ptr<Piece>>;
 
+  std::size_t read_here(std::byte* buffer, std::size_t size);
   Piece& front_at_position(std::size_t size);
   std::size_t deliver(Piece& piece, std::byte* buffer, std::size_t size);
   void receive_into(Piece& piece, std::byte* buffer);
@@ -47,7 +50,7 @@ class BlobReadStream final : public read_stream {
   bool take(Piece& piece, std::span<const std::byte> bytes);
 
   BlobClient client_;
-  const std::vector<PageRange>& ranges_;
+  const std::span<const PageRange> ranges_;
   const std::uint64_t size_;
   std::uint64_t position_ = 0;
   bool closed_ = false;

@@ -42,8 +42,10 @@ BlobWriteStream::BlobWriteStream(BlobClient client, std::uint64_t size, bool all
     : client_(std::move(client)),
       size_(size),
       zeros_from_(all_zeros ? 0 : size),
-      wait_(client_.fastest_answer_ms),
-      group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {}
+      wait_(client_.fastest_answer_ms, client_.options.requests_in_flight),
+      group_([this](Transfer& transfer, CURLcode result) { finished(transfer, result); }) {
+  spare_.reserve(kMostRequestsInFlight);
+}
 
 BlobWriteStream::~BlobWriteStream() {
   for (const auto& piece : under_way_) group_.remove(piece->transfer);
@@ -69,14 +71,19 @@ void BlobWriteStream::check_place(std::size_t size) const {
 std::size_t BlobWriteStream::write(const std::byte* data, std::size_t size) {
   check_place(size);
   throw_if_failed();
-  for (std::size_t done = 0; done < size;) {
-    const std::size_t piece = std::min(size - done, kLongestPiece);
-    send_data({data + done, piece}, position_);
-    done += piece;
-    position_ += piece;
+  try {
+    for (std::size_t done = 0; done < size;) {
+      const std::size_t piece = std::min(size - done, kLongestPiece);
+      send_data({data + done, piece}, position_);
+      done += piece;
+      position_ += piece;
+    }
+    group_.run();
+    throw_if_failed();
+  } catch (...) {
+    abandon();
+    throw;
   }
-  group_.run();
-  throw_if_failed();
   return size;
 }
 
@@ -126,24 +133,18 @@ void BlobWriteStream::send(std::span<const std::byte> data, std::uint64_t offset
   }
 }
 
-// The bytes are the caller's: nothing of the request may outlive this call.
+// The bytes are the caller's: nothing of the request outlives this call, nor write, which abandons it at an exception.
 void BlobWriteStream::send_and_wait(Piece& piece) {
-  try {
-    start(piece);
-    while (!under_way_.empty()) wait_and_run();
-  } catch (...) {
-    abandon();
-    throw;
-  }
+  start(piece);
+  while (!under_way_.empty()) wait_and_run();
 }
 
+// Pages are lost, whatever state they were in: nothing of the stream can be trusted after that.
 void BlobWriteStream::abandon() {
   for (const auto& piece : under_way_) group_.remove(piece->transfer);
-  if (!under_way_.empty() && !failure_) {
-    failure_ = Failure{.message = "writing to " + client_.access.described() + " was broken off"};
-  }
   under_way_.clear();
   bytes_under_way_ = 0;
+  if (!failure_) failure_ = Failure{.message = "writing was broken off"};
 }
 
 void BlobWriteStream::start(Piece& piece) {
@@ -217,8 +218,13 @@ void BlobWriteStream::throw_if_failed() const {
 
 void BlobWriteStream::close() {
   if (closed_) return;
-  while (!under_way_.empty() && !failure_) wait_and_run();
-  throw_if_failed();
+  try {
+    while (!under_way_.empty() && !failure_) wait_and_run();
+    throw_if_failed();
+  } catch (...) {
+    abandon();
+    throw;
+  }
   spare_.clear();
   closed_ = true;
 }

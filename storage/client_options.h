@@ -22,6 +22,7 @@ struct client_options {
   std::string proxy_credentials;           // "user:password" of the proxy
   long connect_timeout_seconds = 60;
   long stall_timeout_seconds = 60;  // a transfer slower than 1 KiB a second for this long is given up
+  int requests_in_flight = 0;       // of a stream; 0: as many as the wait for answers makes worth it
   int most_repeats = 4;  // of a request that may be sent again; pauses of 1, 2, 4, 8 s or as the service asks
 };
 

@@ -9,6 +9,7 @@
 #include "storage/blob_write_stream.h"
 #include "storage/encoding.h"
 #include "storage/page_range_download.h"
+#include "storage/page_walk.h"
 #include "storage/wire.h"
 
 namespace azurestoragewrapper {
@@ -44,16 +45,12 @@ bool is_meant(const BlobItem& item, const SnapshotFilter& filter) {
 /// Calls take for every blob and snapshot of the container whose name begins with prefix.
 template <typename Take>
 void for_each_blob(BlobClient& client, const std::string& prefix, const Take& take) {
-  std::string marker;
-  do {
-    const BlobPage page = list_blobs(client, prefix, marker);
+  walk_pages("the list of container " + client.access.container(), [&](const std::string& marker) {
+    if (!marker.empty()) keep_alive(client.options, "list_blobs");
+    BlobPage page = list_blobs(client, prefix, marker);
     for (const BlobItem& item : page.items) take(item);
-    if (!page.next_marker.empty() && page.next_marker == marker) {
-      throw azurestorage_exception(Failure{.message = "the list of container " + client.access.container() +
-                                                      " goes on at the place where it stands"});
-    }
-    marker = page.next_marker;
-  } while (!marker.empty());
+    return std::move(page.next_marker);
+  });
 }
 
 /// Tries all of several steps: what fails is logged, and the first failure thrown at the end.
@@ -96,6 +93,7 @@ std::size_t delete_meant(BlobClient& client, const std::string& prefix, const st
   std::size_t deleted = 0;
   TryAll all(client.options);
   for (const BlobItem& item : meant) {
+    keep_alive(client.options, "delete_snapshots");
     all.step([&] {
       BlobClient of_snapshot{client.access.with_blob(client.access.container(), item.name).with_snapshot(item.snapshot),
                              client.options};
@@ -121,15 +119,12 @@ std::size_t delete_if_there(BlobClient& client, const std::string& prefix, const
 
 template <typename Take>
 void for_each_container(BlobClient& client, const Take& take) {
-  std::string marker;
-  do {
-    const ContainerPage page = list_containers(client, marker);
+  walk_pages("the list of containers", [&](const std::string& marker) {
+    if (!marker.empty()) keep_alive(client.options, "list_containers");
+    ContainerPage page = list_containers(client, marker);
     for (const std::string& name : page.names) take(name);
-    if (!page.next_marker.empty() && page.next_marker == marker) {
-      throw azurestorage_exception(Failure{.message = "the list of containers goes on at the place where it stands"});
-    }
-    marker = page.next_marker;
-  } while (!marker.empty());
+    return std::move(page.next_marker);
+  });
 }
 
 void create_with_container(BlobClient& client, std::uint64_t size) {
@@ -257,7 +252,7 @@ void page_blob::download_page_ranges(azurestoragewrapper_VHD_Metadata& metadata)
   for (const PageRange& range : metadata.ranges) metadata.allocated_size += range.length;
 }
 
-std::unique_ptr<read_stream> page_blob::open_read(const std::vector<PageRange>& ranges) {
+std::unique_ptr<read_stream> page_blob::open_read(std::span<const PageRange> ranges) {
   const std::uint64_t end = size();
   return std::make_unique<BlobReadStream>(state_->client, ranges, end);
 }

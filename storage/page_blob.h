@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <ctime>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -74,7 +75,7 @@ class page_blob {
 
   /// A stream at offset 0 that asks for the next of `ranges` before they are read. `ranges`: sorted, of this blob;
   /// copied by no one, so they must outlive the stream; empty: only what is read is asked for.
-  std::unique_ptr<read_stream> open_read(const std::vector<PageRange>& ranges);
+  std::unique_ptr<read_stream> open_read(std::span<const PageRange> ranges);
 
   /// A stream at offset 0 into the blob, whose size is asked for when it is not known. Pages of zeros are not sent to a
   /// blob that this object created, where nothing else was written before.

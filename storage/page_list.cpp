@@ -10,7 +10,7 @@ namespace azurestoragewrapper {
 namespace {
 
 [[noreturn]] void refuse(const std::string& why) {
-  throw azurestorage_exception(Failure{.message = "the service's page list cannot be read: " + why, .retryable = true});
+  throw azurestorage_exception(Failure{.message = "the page list cannot be read: " + why, .retryable = true});
 }
 
 bool is_blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }

@@ -1,9 +1,9 @@
 #include "storage/page_range_download.h"
 
 #include <algorithm>
-#include <array>
 
 #include "storage/page_list.h"
+#include "storage/page_walk.h"
 #include "storage/wire.h"
 
 namespace azurestoragewrapper {
@@ -11,47 +11,52 @@ namespace {
 
 constexpr std::uint64_t kFirstWindow = std::uint64_t{16} << 30U;
 constexpr std::uint64_t kSmallestWindow = std::uint64_t{4} << 20U;
+constexpr std::uint64_t kLargestWindow = std::uint64_t{1} << 40U;
 constexpr std::size_t kFewRanges = 10'000;
 constexpr std::size_t kManyRanges = 40'000;
 
-// Whether the service may answer a smaller part of the same list: it, or a gateway before it, ran out of time.
-bool is_too_much(const Failure& failure) {
-  static constexpr std::array kTimedOut = {0, 408, 500, 503, 504};
-  const bool status = std::find(kTimedOut.begin(), kTimedOut.end(), failure.http_status) != kTimedOut.end();
-  return status && failure.retryable && failure.retry_after == 0 && failure.error_code != "ServerBusy";
+// Only what lies in the window counts: the next window lists the rest.
+void cut_to_window(std::vector<PageRange>& ranges, std::size_t first, const PageRange& window) {
+  const std::uint64_t end = window.offset + window.length;
+  std::size_t kept = first;
+  for (std::size_t i = first; i < ranges.size(); ++i) {
+    const std::uint64_t from = std::max(ranges[i].offset, window.offset);
+    const std::uint64_t to = std::min(ranges[i].offset + ranges[i].length, end);
+    if (from < to) ranges[kept++] = {from, to - from};
+  }
+  ranges.resize(kept);
 }
 
 void read_window(BlobClient& client, const PageRange& window, std::vector<PageRange>& ranges) {
-  std::string marker;
-  do {
-    const std::string next = get_page_ranges(client, window, marker, ranges);
-    if (!next.empty() && next == marker) {
-      throw azurestorage_exception(Failure{.message = "the service's page list of " + client.access.described() +
-                                                      " goes on at the place where it stands"});
-    }
-    marker = next;
-  } while (!marker.empty());
+  walk_pages("the page list of " + client.access.described(), [&](const std::string& marker) {
+    keep_alive(client.options, "download_page_ranges");
+    const std::size_t before = ranges.size();
+    std::string next = get_page_ranges(client, window, marker, ranges);
+    cut_to_window(ranges, before, window);
+    return next;
+  });
 }
 
-// Windows that can be halved are asked once and halved at a failure; only the smallest one is asked again as it is.
+// Returns false, with nothing appended, when the window is too much for one answer and can be asked in halves.
 bool try_window(BlobClient& client, const PageRange& window, std::vector<PageRange>& ranges) {
   const std::size_t before = ranges.size();
   BlobClient once = client;
-  if (window.length > kSmallestWindow) once.options.most_repeats = 0;
-  try {
-    read_window(once, window, ranges);
-  } catch (const azurestorage_exception& error) {
-    if (window.length <= kSmallestWindow || !error.isRetryable()) throw;
-    ranges.resize(before);
-    if (is_too_much(error.failure())) {
-      log_line(client.options, kLogWarning, std::string(error.what()) + "; asked again in halves");
-      return false;
+  once.options.most_repeats = 0;
+  for (int repeats = 0;; ++repeats) {
+    try {
+      read_window(once, window, ranges);
+      client.fastest_answer_ms = once.fastest_answer_ms;
+      return true;
+    } catch (const azurestorage_exception& error) {
+      ranges.resize(before);
+      if (error.failure().timed_out && window.length > kSmallestWindow) {
+        log_line(client.options, kLogWarning, std::string(error.what()) + "; asked again in halves");
+        return false;
+      }
+      if (!may_repeat(client.options, Repeat::always, error.failure(), repeats)) throw;
+      pause_before_repeat(client.options, error.failure(), repeats);
     }
-    pause_before_repeat(client.options, error.failure(), 0);
-    read_window(client, window, ranges);
   }
-  client.fastest_answer_ms = once.fastest_answer_ms;
-  return true;
 }
 
 }  // namespace
@@ -69,7 +74,7 @@ std::vector<PageRange> download_all_page_ranges(BlobClient& client, std::uint64_
     }
     offset += window.length;
     const std::size_t listed = ranges.size() - before;
-    if (listed < kFewRanges) length *= 2;
+    if (listed < kFewRanges) length = std::min(length * 2, kLargestWindow);
     if (listed > kManyRanges) length = std::max(kSmallestWindow, length / 2);
   }
   normalise(ranges, blob_size);

@@ -27,6 +27,7 @@ struct Request {
   std::vector<std::pair<std::string, std::string>> headers = {};  // lower-case names; "x-ms-..." only, no empty value
   std::string if_none_match = {};                                 // "*": only when there is none yet
   std::span<const std::byte> body = {};                           // lives as long as the request is under way
+  int success = 200;  // the one status that says that it was done: other servers on the way have others
   Repeat repeat = Repeat::always;
 };
 

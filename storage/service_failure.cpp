@@ -108,6 +108,8 @@ Failure failure_of_answer(const Answer& answer, const std::string& doing) {
   failure.error_code = error.code;
   failure.request_id = answer.header("x-ms-request-id");
   failure.retryable = contains(kRetryableStatuses, answer.status) || contains(kRetryableWords, error.code);
+  const bool unnamed_500 = answer.status == 500 && error.code.empty();  // as a HEAD or a gateway answers
+  failure.timed_out = answer.status == 408 || answer.status == 504 || error.code == "OperationTimedOut" || unnamed_500;
   if (const auto seconds = parse_number(answer.header("retry-after"))) {
     failure.retry_after = static_cast<int>(std::min<std::uint64_t>(*seconds, kLongestWait));
   }
@@ -119,6 +121,7 @@ Failure failure_of_transfer(CURLcode code, const std::string& detail, const std:
   const bool certificate = code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE;
   Failure failure;
   failure.retryable = contains(kRetryableResults, code);
+  failure.timed_out = code == CURLE_OPERATION_TIMEDOUT;
   failure.message = with_cause(doing, detail.empty() ? curl_easy_strerror(code) : detail,
                                certificate ? "check the file of the authorities to trust" : "");
   return failure;

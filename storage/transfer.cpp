@@ -15,6 +15,8 @@ constexpr std::size_t kLongestErrorBody = 65536;
 constexpr std::size_t kMostHeaders = 200;
 constexpr long kBufferSize = 128L * 1024;  // of curl's own: few reads of the socket, and it stays in the cache
 
+constexpr long kUploadBufferSize = 512L * 1024;
+
 std::string_view trimmed(std::string_view text) {
   const std::size_t begin = text.find_first_not_of(" \t\r\n");
   if (begin == std::string_view::npos) return {};
@@ -45,6 +47,7 @@ void Transfer::prepare(const SignedRequest& signed_request, const Request& reque
   sink_ = std::move(sink);
   answer_ = {};
   error_.fill('\0');
+  success_ = request.success;
   upload_ = request.body;
   uploaded_ = 0;
   curl_easy_reset(handle_.get());
@@ -82,7 +85,7 @@ void Transfer::set_method(const Request& request) {
     set(CURLOPT_READDATA, static_cast<void*>(this));
     set(CURLOPT_SEEKFUNCTION, &Transfer::on_rewind);
     set(CURLOPT_SEEKDATA, static_cast<void*>(this));
-    set(CURLOPT_UPLOAD_BUFFERSIZE, kBufferSize);
+    set(CURLOPT_UPLOAD_BUFFERSIZE, kUploadBufferSize);
   } else if (request.method != "GET") {
     set(CURLOPT_CUSTOMREQUEST, request.method.c_str());
   }
@@ -90,6 +93,7 @@ void Transfer::set_method(const Request& request) {
 
 void Transfer::set_connection(const client_options& options) {
   set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_PATH_AS_IS, 1L);  // it is signed so
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
@@ -118,10 +122,14 @@ const Answer& Transfer::answer() {
 }
 
 std::optional<Failure> Transfer::failure(CURLcode result, const std::string& doing) {
-  // A sink that takes no more has seen the answer, so it knows better than curl what is wrong with it.
-  if (result != CURLE_OK) return failure_of_transfer(result, error_.data(), doing);
-  if (!answer().succeeded()) return failure_of_answer(answer_, doing);
-  return std::nullopt;
+  const bool refused = answer().status >= 300;  // then its body may have been broken off as too long
+  if (result != CURLE_OK && !(result == CURLE_WRITE_ERROR && refused))
+    return failure_of_transfer(result, error_.data(), doing);
+  if (!answer_.succeeded()) return failure_of_answer(answer_, doing);
+  if (answer_.status == success_) return std::nullopt;
+  Failure failure = failure_of_form("the answer is not the blob service's", doing, false);
+  failure.http_status = answer_.status;
+  return failure;
 }
 
 double Transfer::answer_wait_ms() const { return ms_since_sending(CURLINFO_STARTTRANSFER_TIME_T); }
@@ -138,16 +146,16 @@ double Transfer::ms_since_sending(CURLINFO until) const {
 
 std::size_t Transfer::take(std::span<const std::byte> bytes) {
   if (answer().succeeded()) return sink_ && sink_(bytes) ? bytes.size() : 0;
-  const std::size_t room = kLongestErrorBody - std::min(kLongestErrorBody, answer_.body.size());
+  const std::size_t room = kLongestErrorBody - answer_.body.size();
   answer_.body.append(reinterpret_cast<const char*>(bytes.data()), std::min(room, bytes.size()));
-  return bytes.size();
+  return bytes.size() <= room ? bytes.size() : 0;
 }
 
 // No exception may pass through curl: a failed allocation ends the transfer.
 std::size_t Transfer::on_body(char* data, std::size_t size, std::size_t count, void* self) {
   try {
     return static_cast<Transfer*>(self)->take(std::as_bytes(std::span(data, size * count)));
-  } catch (const std::exception&) {
+  } catch (...) {
     return 0;
   }
 }

@@ -74,6 +74,7 @@ class Transfer {
   std::array<char, CURL_ERROR_SIZE> error_{};
   Sink sink_;
   Answer answer_;
+  int success_ = 0;
   std::span<const std::byte> upload_;
   std::size_t uploaded_ = 0;
 };

@@ -9,6 +9,7 @@
 namespace azurestoragewrapper {
 namespace {
 
+constexpr std::uint64_t kLongestBlob = std::uint64_t{8} << 40U;
 constexpr std::size_t kLongestList = std::size_t{64} << 20U;
 
 std::string range_text(std::uint64_t offset, std::uint64_t length) {
@@ -60,7 +61,7 @@ ContainerPage list_containers(BlobClient& client, const std::string& marker) {
 
 bool create_container(BlobClient& client) {
   const Request request{
-      .method = "PUT", .resource = Resource::container, .query = {{"restype", "container"}}, .repeat = Repeat::always};
+      .method = "PUT", .resource = Resource::container, .query = {{"restype", "container"}}, .success = 201};
   try {
     perform(client, request, "making container " + client.access.container());
     return true;
@@ -89,6 +90,7 @@ void create_page_blob(BlobClient& client, std::uint64_t size) {
   const Request request{.method = "PUT",
                         .headers = {{"x-ms-blob-type", "PageBlob"}, {"x-ms-blob-content-length", std::to_string(size)}},
                         .if_none_match = "*",
+                        .success = 201,
                         .repeat = Repeat::if_refused};
   perform(client, request, "making page blob " + client.access.described());
 }
@@ -102,12 +104,16 @@ std::uint64_t get_page_blob_size(BlobClient& client) {
   }
   const auto size = parse_number(answer.header("content-length"));
   if (!size) throw azurestorage_exception(failure_of_form("the answer has no length", doing, true));
+  if (*size > kLongestBlob || *size % 512 != 0) {
+    throw azurestorage_exception(
+        failure_of_form("no page blob has a length of " + std::to_string(*size), doing, false));
+  }
   return *size;
 }
 
 std::string snapshot_blob(BlobClient& client, const Metadata& metadata) {
   check_metadata(metadata);
-  Request request{.method = "PUT", .query = {{"comp", "snapshot"}}, .repeat = Repeat::never};
+  Request request{.method = "PUT", .query = {{"comp", "snapshot"}}, .success = 201, .repeat = Repeat::never};
   for (const auto& [name, value] : metadata) {
     if (!value.empty()) request.headers.emplace_back("x-ms-meta-" + name, value);
   }
@@ -115,7 +121,7 @@ std::string snapshot_blob(BlobClient& client, const Metadata& metadata) {
 }
 
 bool delete_blob(BlobClient& client) {
-  Request request{.method = "DELETE"};
+  Request request{.method = "DELETE", .success = 202};
   if (client.access.snapshot().empty()) request.headers.emplace_back("x-ms-delete-snapshots", "include");
   try {
     perform(client, request, "deleting " + client.access.described());
@@ -130,22 +136,27 @@ std::string get_page_ranges(BlobClient& client, const PageRange& window, const s
                             std::vector<PageRange>& ranges) {
   Request request{.method = "GET",
                   .query = {{"comp", "pagelist"}},
-                  .headers = {{"x-ms-range", range_text(window.offset, window.length)}},
-                  .repeat = Repeat::always};
+                  .headers = {{"x-ms-range", range_text(window.offset, window.length)}}};
   if (!marker.empty()) request.query.emplace_back("marker", marker);
   const std::string doing = "listing the pages of " + client.access.described();
-  return parse_page_list(perform(client, request, doing, kLongestList).body, ranges);
+  const Answer answer = perform(client, request, doing, kLongestList);
+  try {
+    return parse_page_list(answer.body, ranges);
+  } catch (const azurestorage_exception& error) {
+    throw azurestorage_exception(failure_of_form(error.failure().message, doing, true));
+  }
 }
 
 Request get_range_request(const PageRange& range) {
-  return {.method = "GET", .headers = {{"x-ms-range", range_text(range.offset, range.length)}}};
+  return {.method = "GET", .headers = {{"x-ms-range", range_text(range.offset, range.length)}}, .success = 206};
 }
 
 Request put_pages_request(std::uint64_t offset, std::span<const std::byte> pages) {
   return {.method = "PUT",
           .query = {{"comp", "page"}},
           .headers = {{"x-ms-page-write", "update"}, {"x-ms-range", range_text(offset, pages.size())}},
-          .body = pages};
+          .body = pages,
+          .success = 201};
 }
 
 }  // namespace azurestoragewrapper

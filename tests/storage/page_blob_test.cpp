@@ -1,6 +1,7 @@
 #include "storage/page_blob.h"
 
 #include "sim/simulator.h"
+#include "tests/azurite/strictness.h"
 #include "tests/storage/blob_fixture.h"
 
 namespace azurestoragewrapper {
@@ -43,7 +44,7 @@ TEST_F(PageBlobTest, ThePageListIsAskedInWindowsThatGrow) {
 
 TEST_F(PageBlobTest, AWindowThatTakesTooLongIsAskedInHalves) {
   make_large_blob();
-  fault("GET", "pagelist", status(500, {{"x-ms-error-code", "OperationTimedOut"}}), 1, 2);
+  fault("GET", "pagelist", sim::AnswerWith{azurite::blob_error(500, "OperationTimedOut"), {}}, 1, 2);
   EXPECT_EQ(ranges_behind_proxy(), large_ranges);
   EXPECT_EQ(asked_ranges("GET", "comp=pagelist"), (Ranges{{0, 16 * kGiB},
                                                           {0, 8 * kGiB},
@@ -61,6 +62,23 @@ TEST_F(PageBlobTest, AnOverloadedServiceIsAskedForTheSameWindowLater) {
   EXPECT_THAT(clock.pauses(), ElementsAre(5));
 }
 
+TEST_F(PageBlobTest, ABusyServiceMayTimeOutToo) {
+  make_large_blob();
+  fault("GET", "pagelist", status(503, {{"Retry-After", "5"}}));
+  fault("GET", "pagelist", sim::AnswerWith{azurite::blob_error(500, "OperationTimedOut"), {}}, 2);
+  EXPECT_EQ(ranges_behind_proxy(), large_ranges);
+  EXPECT_THAT(clock.pauses(), ElementsAre(5));
+}
+
+TEST_F(PageBlobTest, ALengthThatNoBlobHasIsRefused) {
+  create(512);
+  for (const char* const length : {"18446744073709551615", "8796093022720", "513"}) {
+    fault("HEAD", "", status(200, {{"Content-Length", length}}));
+    page_blob blob = behind_proxy();
+    EXPECT_THAT(failure_of([&] { blob.size(); }).message, HasSubstr("asking for the size of")) << length;
+  }
+}
+
 TEST_F(PageBlobTest, AWindowMayComeInPages) {
   make_large_blob();
   fault("GET", "pagelist",
@@ -72,14 +90,16 @@ TEST_F(PageBlobTest, AWindowMayComeInPages) {
   EXPECT_THAT(proxy.requests(), Contains(testing::Field(&azurite::SeenRequest::target, HasSubstr("marker=a%20b"))));
 
   fault("GET", "pagelist", azurite::ReplaceBody{"<PageList><NextMarker>m</NextMarker></PageList>"}, 1, 2);
-  EXPECT_THAT(failure_of([&] { behind_proxy().download_page_ranges(metadata); }).message, HasSubstr("goes on at"));
+  EXPECT_THAT(failure_of([&] { behind_proxy().download_page_ranges(metadata); }).message,
+              HasSubstr("goes on without an end"));
 }
 
 TEST_F(PageBlobTest, AListThatStaysUnreadableIsAFailureThatNamesTheBlob) {
   make_large_blob();
   fault("GET", "pagelist", azurite::ReplaceBody{"<html>down for a moment</html>"}, 1, 1000);
   azurestoragewrapper_VHD_Metadata metadata;
-  EXPECT_THROW(behind_proxy().download_page_ranges(metadata), azurestorage_exception);
+  const Failure failure = failure_of([&] { behind_proxy().download_page_ranges(metadata); });
+  EXPECT_THAT(failure.message, HasSubstr("/folder/a%20disk.vhd"));
 }
 
 TEST_F(PageBlobTest, AnEmptyBlobAndBlobsThatAreNone) {

@@ -9,14 +9,16 @@ using testing::IsEmpty;
 
 using Ranges = std::vector<PageRange>;
 
-class ReadStreamTest : public BlobFixture {
+/// With one request under way at a time, and with many.
+class ReadStreamTest : public BlobFixture, public testing::WithParamInterface<int> {
  protected:
   ReadStreamTest() : blob(create(64 * kMiB)) {
+    options.requests_in_flight = GetParam();
     store(blob, 1 * kMiB, data);
     store(blob, 40 * kMiB, tail);
   }
 
-  std::unique_ptr<read_stream> open(const Ranges& of) const { return behind_proxy().open_read(of); }
+  std::unique_ptr<read_stream> open(std::span<const PageRange> of) const { return behind_proxy().open_read(of); }
 
   const Bytes data = random_bytes(10 * kMiB);
   const Bytes tail = random_bytes(4096, 2);
@@ -24,7 +26,7 @@ class ReadStreamTest : public BlobFixture {
   page_blob blob;
 };
 
-TEST_F(ReadStreamTest, AsksForEveryByteOfTheRangesOnceAndForNoOther) {
+TEST_P(ReadStreamTest, AsksForEveryByteOfTheRangesOnceAndForNoOther) {
   const auto stream = open(ranges);
   EXPECT_EQ(read_at(*stream, 1 * kMiB, data.size(), 100'003), data);
   EXPECT_EQ(read_at(*stream, 40 * kMiB, tail.size()), tail);
@@ -33,7 +35,7 @@ TEST_F(ReadStreamTest, AsksForEveryByteOfTheRangesOnceAndForNoOther) {
             (Ranges{{1 * kMiB, 4 * kMiB}, {5 * kMiB, 4 * kMiB}, {9 * kMiB, 2 * kMiB}, {40 * kMiB, 4096}}));
 }
 
-TEST_F(ReadStreamTest, ConnectionsAreKept) {
+TEST_P(ReadStreamTest, ConnectionsAreKept) {
   Ranges pieces;
   for (std::uint64_t i = 0; i < 200; ++i) pieces.push_back({i * 8192, 512});
   const auto stream = open(pieces);
@@ -42,7 +44,7 @@ TEST_F(ReadStreamTest, ConnectionsAreKept) {
   EXPECT_LE(proxy.connections(), 17U);  // for the size, and as many as may be under way at once
 }
 
-TEST_F(ReadStreamTest, ReadsAnywhereAndInAnyOrder) {
+TEST_P(ReadStreamTest, ReadsAnywhereAndInAnyOrder) {
   const auto stream = open(ranges);
   Bytes model(64 * kMiB);
   std::copy(data.begin(), data.end(), model.begin() + 1 * kMiB);
@@ -61,7 +63,7 @@ TEST_F(ReadStreamTest, ReadsAnywhereAndInAnyOrder) {
   EXPECT_EQ(ReadStream(*stream, &byte, 1, 0), 0U);
 }
 
-TEST_F(ReadStreamTest, AnAnswerThatBreaksOffGoesOnWhereItBroke) {
+TEST_P(ReadStreamTest, AnAnswerThatBreaksOffGoesOnWhereItBroke) {
   fault("GET", "", sim::TruncateBody{kMiB}, 1);
   fault("GET", "", sim::ResetInBody{kMiB}, 2);
   const Ranges one_piece = {{1 * kMiB, 4 * kMiB}};
@@ -75,7 +77,7 @@ TEST_F(ReadStreamTest, AnAnswerThatBreaksOffGoesOnWhereItBroke) {
   EXPECT_GE(asked[2].offset, 2 * kMiB);  // a reset may throw away some of what was sent
 }
 
-TEST_F(ReadStreamTest, WaitsAsLongAsTheServiceAsks) {
+TEST_P(ReadStreamTest, WaitsAsLongAsTheServiceAsks) {
   fault("GET", "", status(503, {{"Retry-After", "7"}}), 1);
   fault("GET", "", status(429, {{"Retry-After", "11"}}), 2);
   const auto stream = open({});
@@ -83,7 +85,7 @@ TEST_F(ReadStreamTest, WaitsAsLongAsTheServiceAsks) {
   EXPECT_THAT(clock.pauses(), ElementsAre(7, 11));
 }
 
-TEST_F(ReadStreamTest, GivesUpAfterFourRepeatsAndCanBeReadAgain) {
+TEST_P(ReadStreamTest, GivesUpAfterFourRepeatsAndCanBeReadAgain) {
   fault("GET", "", sim::ResetBeforeAnswer{}, 1, 1000);
   const auto stream = open({});
   Bytes bytes(512);
@@ -91,9 +93,11 @@ TEST_F(ReadStreamTest, GivesUpAfterFourRepeatsAndCanBeReadAgain) {
   EXPECT_TRUE(failure.retryable);
   EXPECT_THAT(failure.message, HasSubstr("reading bytes 0-511 of http://acctone.blob."));
   EXPECT_THAT(clock.pauses(), ElementsAre(1, 2, 4, 8));
+  EXPECT_TRUE(failure_of([&] { ReadStream(*stream, bytes.data(), 100, 0); }).retryable);  // asked anew
+  EXPECT_EQ(clock.pauses().size(), 8U);
 }
 
-TEST_F(ReadStreamTest, AFailureIsToldWhereTheReaderMeetsIt) {
+TEST_P(ReadStreamTest, AFailureIsToldWhereTheReaderMeetsIt) {
   // The third piece is asked for while the first one is read.
   proxy.add({.method = "GET", .header = "x-ms-range: bytes=9437184-", .times = 100, .action = status(404)});
   const auto stream = open(ranges);
@@ -105,7 +109,7 @@ TEST_F(ReadStreamTest, AFailureIsToldWhereTheReaderMeetsIt) {
   EXPECT_EQ(read_at(*stream, 40 * kMiB, tail.size()), tail);
 }
 
-TEST_F(ReadStreamTest, AnAnswerThatIsNotThePartAskedForIsRefused) {
+TEST_P(ReadStreamTest, AnAnswerThatIsNotThePartAskedForIsRefused) {
   struct Case {
     const char* what;
     sim::AnswerWith answer;
@@ -122,7 +126,7 @@ TEST_F(ReadStreamTest, AnAnswerThatIsNotThePartAskedForIsRefused) {
   }
 }
 
-TEST_F(ReadStreamTest, ClosingInTheMiddleAbandonsWhatIsUnderWay) {
+TEST_P(ReadStreamTest, ClosingInTheMiddleAbandonsWhatIsUnderWay) {
   const auto stream = open(ranges);
   EXPECT_EQ(read_at(*stream, 1 * kMiB, 512), Bytes(data.begin(), data.begin() + 512));
   CloseIStream(*stream);
@@ -131,6 +135,8 @@ TEST_F(ReadStreamTest, ClosingInTheMiddleAbandonsWhatIsUnderWay) {
   EXPECT_THROW(ReadStream(*stream, &byte, 1, 0), azurestorage_exception);
   EXPECT_THROW(SeekIStream(*stream, 0), azurestorage_exception);
 }
+
+INSTANTIATE_TEST_SUITE_P(InFlight, ReadStreamTest, testing::Values(1, 8));
 
 }  // namespace
 }  // namespace azurestoragewrapper

@@ -12,8 +12,11 @@ constexpr std::size_t k64KiB = 65536;
 constexpr std::size_t k256KiB = 262144;
 constexpr std::size_t k512KiB = 524288;
 
-class WriteStreamTest : public BlobFixture {
+/// With one request under way at a time, and with many.
+class WriteStreamTest : public BlobFixture, public testing::WithParamInterface<int> {
  protected:
+  WriteStreamTest() { options.requests_in_flight = GetParam(); }
+
   /// A new blob of 64 MiB, made and written behind the proxy.
   page_blob create_behind_proxy() const { return {account(proxy.port()), container, name, 64 * kMiB, options}; }
 
@@ -24,7 +27,7 @@ class WriteStreamTest : public BlobFixture {
   Ranges sent() const { return asked_ranges("PUT", "comp=page"); }
 };
 
-TEST_F(WriteStreamTest, SendsNoPageOfZerosThatTheBlobHas) {
+TEST_P(WriteStreamTest, SendsNoPageOfZerosThatTheBlobHas) {
   auto blob = create_behind_proxy();
   const auto stream = blob.open_write();
   Bytes data = random_bytes(12 * kMiB);
@@ -39,7 +42,7 @@ TEST_F(WriteStreamTest, SendsNoPageOfZerosThatTheBlobHas) {
             (Ranges{{8 * kMiB, kMiB}, {9 * kMiB + k64KiB, 3 * kMiB - k64KiB}, {16 * kMiB, 4 * kMiB}}));
 }
 
-TEST_F(WriteStreamTest, ZerosOverDataAreSent) {
+TEST_P(WriteStreamTest, ZerosOverDataAreSent) {
   auto blob = create_behind_proxy();
   const Bytes data = random_bytes(kMiB);
   const Bytes zeros(kMiB);
@@ -57,7 +60,7 @@ TEST_F(WriteStreamTest, ZerosOverDataAreSent) {
   EXPECT_EQ(stored(0, kMiB), expected);
 }
 
-TEST_F(WriteStreamTest, WhatAPageBlobDoesNotTakeIsRefusedBeforeAnythingIsSent) {
+TEST_P(WriteStreamTest, WhatAPageBlobDoesNotTakeIsRefusedBeforeAnythingIsSent) {
   auto blob = create_behind_proxy();
   const auto stream = blob.open_write();
   const Bytes data = random_bytes(kMiB);
@@ -80,7 +83,7 @@ TEST_F(WriteStreamTest, WhatAPageBlobDoesNotTakeIsRefusedBeforeAnythingIsSent) {
   CloseWStream(*stream);
 }
 
-TEST_F(WriteStreamTest, WhatIsLostOnTheWayIsSentAgain) {
+TEST_P(WriteStreamTest, WhatIsLostOnTheWayIsSentAgain) {
   fault("PUT", "comp=page", azurite::LoseAnswer{}, 1);
   fault("PUT", "comp=page", sim::ResetBeforeAnswer{}, 3, 2);
   fault("PUT", "comp=page", status(503, {{"Retry-After", "9"}}), 6);
@@ -93,7 +96,32 @@ TEST_F(WriteStreamTest, WhatIsLostOnTheWayIsSentAgain) {
   EXPECT_THAT(clock.pauses(), testing::Contains(9));
 }
 
-TEST_F(WriteStreamTest, ALostPageIsToldByWriteOrCloseAndForEverAfter) {
+TEST_P(WriteStreamTest, AWriteOverOneUnderWayComesAfterIt) {
+  fault("PUT", "comp=page", sim::ResetBeforeAnswer{}, 1);
+  auto blob = create_behind_proxy();
+  const auto stream = blob.open_write();
+  const Bytes first = random_bytes(kMiB, 1);
+  const Bytes second = random_bytes(512, 2);
+  WriteStream(*stream, first.data(), first.size());
+  SeekWStream(*stream, 512);
+  WriteStream(*stream, second.data(), second.size());
+  CloseWStream(*stream);
+  EXPECT_EQ(stored(512, 512), second);
+}
+
+TEST_P(WriteStreamTest, AnAnswerThatIsNotTheServicesStoresNothing) {
+  fault("PUT", "comp=page", status(200));
+  auto blob = create_behind_proxy();
+  const auto stream = blob.open_write();
+  const Bytes data = random_bytes(512);
+  const Failure failure = failure_of([&] {
+    WriteStream(*stream, data.data(), data.size());
+    CloseWStream(*stream);
+  });
+  EXPECT_THAT(failure.message, HasSubstr("not the blob service's"));
+}
+
+TEST_P(WriteStreamTest, ALostPageIsToldByWriteOrCloseAndForEverAfter) {
   fault("PUT", "comp=page", status(403), 2, 1000);
   auto blob = create_behind_proxy();
   const auto stream = blob.open_write();
@@ -108,7 +136,7 @@ TEST_F(WriteStreamTest, ALostPageIsToldByWriteOrCloseAndForEverAfter) {
   EXPECT_EQ(failure_of([&] { CloseWStream(*stream); }).http_status, 403);
 }
 
-TEST_F(WriteStreamTest, AFailureOfTheLastWriteIsToldByCloseAtTheLatest) {
+TEST_P(WriteStreamTest, AFailureOfTheLastWriteIsToldByCloseAtTheLatest) {
   fault("PUT", "comp=page", status(409, {{"x-ms-error-code", "MemoryExtentStoreAtSizeLimit"}}));
   auto blob = create_behind_proxy();
   const auto stream = blob.open_write();
@@ -120,7 +148,7 @@ TEST_F(WriteStreamTest, AFailureOfTheLastWriteIsToldByCloseAtTheLatest) {
   EXPECT_THAT(failure.message, HasSubstr("the storage has no room left"));
 }
 
-TEST_F(WriteStreamTest, NeverOverwritesABlobWhenItMakesOne) {
+TEST_P(WriteStreamTest, NeverOverwritesABlobWhenItMakesOne) {
   auto blob = create_behind_proxy();
   store(blob, 0, random_bytes(512));
   const Failure failure = failure_of([&] { create_behind_proxy(); });
@@ -128,7 +156,7 @@ TEST_F(WriteStreamTest, NeverOverwritesABlobWhenItMakesOne) {
   EXPECT_EQ(stored(0, 512), random_bytes(512));
 }
 
-TEST_F(WriteStreamTest, MakingABlobIsRepeatedOnlyWhenItWasNotDone) {
+TEST_P(WriteStreamTest, MakingABlobIsRepeatedOnlyWhenItWasNotDone) {
   fault("PUT", "vhd$", status(503), 1);
   const auto blob = create_behind_proxy();
   EXPECT_THAT(clock.pauses(), ElementsAre(1));
@@ -136,6 +164,8 @@ TEST_F(WriteStreamTest, MakingABlobIsRepeatedOnlyWhenItWasNotDone) {
   EXPECT_EQ(failure_of([&] { create_behind_proxy(); }).http_status, 500);
   EXPECT_THAT(clock.pauses(), ElementsAre(1));
 }
+
+INSTANTIATE_TEST_SUITE_P(InFlight, WriteStreamTest, testing::Values(1, 8));
 
 }  // namespace
 }  // namespace azurestoragewrapper
