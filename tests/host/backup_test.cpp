@@ -98,12 +98,12 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
     std::filesystem::remove(folder_.path("log"));
     const Outcome outcome = backup(given.kind);
     EXPECT_EQ(outcome.exit_code, 3) << given.kind << outcome.error;
-    EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: " + first + disk));
+    EXPECT_THAT(outcome.output, HasSubstr(std::string("NOT PROTECTED: ").append(first).append(disk)));
     EXPECT_THAT(outcome.output, HasSubstr(given.words));
     EXPECT_THAT(outcome.output, HasSubstr("1 machine protected, 1 not."));
     EXPECT_THAT(protected_machines(), ElementsAre(second));
     EXPECT_THAT(streams(), ElementsAre(second + disk));
-    EXPECT_THAT(log(), HasSubstr(given.last_call + first + disk + "\n"));
+    EXPECT_THAT(log(), HasSubstr(std::string(given.last_call).append(first).append(disk).append("\n")));
     EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
   }
 }
