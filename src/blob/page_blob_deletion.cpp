@@ -20,7 +20,8 @@ using azurestoragewrapper::page_blob;
 constexpr FailureRule kDeletionFailures{kInternalError, kInternalError, " "};
 constexpr long kDay = 1440;  // minutes
 
-// A setting that cannot be meant counts as missing: an age of nothing would delete what a backup still reads.
+// A setting that cannot be meant counts as missing: read as nothing it would delete what a backup still reads. A 0 that
+// stands there is meant.
 int CleanupAge(const FunctionLog& log) {
   const std::string key = "SNAPSHOT_CLEANUP_MIN";
   const long wanted = NumberSetting(key, kDay);

@@ -44,6 +44,11 @@ void RollBack(const FunctionLog& log, DiskSnapshots& snapshots, const std::strin
   if (taken.empty()) {
     return;
   }
+  if (snapshot_name.empty()) {
+    // Deleting without a name means all old snapshots, those of other backups too.
+    log.error("The snapshots of this VM have no name and are left for the clean-up by age");
+    return;
+  }
   log.detail("Deleting all successful snapshots for this given VM");
   if (const Status status = DeletePartiallyCompletedSnapshots(snapshots, snapshot_name, taken); status != kOk) {
     log.detail("Failed to delete partially completed snapshots rc :%d", static_cast<int>(status));

@@ -10,6 +10,8 @@
 
 #include "sim/blob_client.h"
 #include "src/base/status.h"
+#include "src/blob/azure_disk_snapshots.h"
+#include "src/blob/page_blob_snapshots.h"
 #include "storage/wire.h"
 #include "tests/azurite/azurite_server.h"
 #include "tests/azurite/fault_proxy.h"
@@ -27,6 +29,17 @@ class PageBlobTest : public transport_test::OpenServer {
  protected:
   PageBlobTest();
   ~PageBlobTest() override;
+
+  // The plug-in's calls for a blob of the container.
+  azurestackpi::Status Create(const std::string& name, const std::string& snapid) {
+    return azurestackpi::AzureDiskSnapshots().CreateSnapshot(Address(name), snapid, kTag, CountKeepAlive);
+  }
+  azurestackpi::Status Delete(const std::string& name, const std::string& snapid) {
+    return azurestackpi::AzureDiskSnapshots().DeleteSnapshot(Address(name), snapid, kTag, CountKeepAlive);
+  }
+  azurestackpi::Status Fetch(const std::string& name, const std::string& snapid, bool create, bool at_once) {
+    return azurestackpi::FetchOrCreateSnapshot(Address(name), snapid, kTag, CountKeepAlive, create, at_once, snapshot_);
+  }
 
   /// Opens the server anew with these settings in the configuration.
   void Configure(const transport_test::Settings& settings);
@@ -68,6 +81,7 @@ class PageBlobTest : public transport_test::OpenServer {
   const std::string container = azurite::new_container_name();
   std::unique_ptr<azurite::FaultProxy> proxy;
   std::unique_ptr<sim::BlobClient> service;
+  azurestackpi::SnapshotRef snapshot_;  // what Fetch found
 
  private:
   azurestoragewrapper::BlobClient Client(const std::string& name, const std::string& of_account);

@@ -78,6 +78,13 @@ class SnapshotPhaseTest : public testing::Test {
   ScriptedSnapshots snapshots;
 };
 
+TEST_F(SnapshotPhaseTest, WithoutANameNothingIsRolledBack) {
+  snapshots.answers["create U2"] = {kOperationFailed};
+  EXPECT_EQ(snapshotVmDisks(server, snapshots, "", Disks({"U1", "U2"})), kOperationFailed);
+  EXPECT_EQ(snapshots.Names(), "U1 U2") << "no delete: it would mean the old snapshots of other backups";
+  EXPECT_TRUE(log.contains(4, "have no name"));
+}
+
 TEST_F(SnapshotPhaseTest, DisksAreSnapshottedInOrder) {
   EXPECT_EQ(SnapshotOne({"M1", "U1", "M2"}), kOk);
   EXPECT_EQ(snapshots.calls,
