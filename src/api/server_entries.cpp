@@ -14,6 +14,7 @@
 #include "src/model/azurestack_network.h"
 #include "src/model/azurestack_storagekeys.h"
 #include "src/object/object_maps.h"
+#include "src/object/restore_state.h"
 
 using azurestackpi::AzureStackPi_Config;
 using azurestackpi::EntryFrame;
@@ -47,6 +48,7 @@ void ForgetCloud() {
   azurestackpi::azurestack_storagekeys::destroyInstance();
   azurestackpi::azurestack_network::destroyInstance();
   azurestackpi::ClearObjectMaps();
+  azurestackpi::ClearRestoreState();
   platform::drop_connections();
 }
 

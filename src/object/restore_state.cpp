@@ -1,0 +1,59 @@
+#include "src/object/restore_state.h"
+
+#include <algorithm>
+
+#include "src/base/logging.h"
+#include "src/base/process_state.h"
+#include "src/object/object_maps.h"
+#include "src/object/object_path.h"
+
+namespace azurestackpi {
+namespace {
+
+ProcessValue<RecoveryMap> restored_disks("restored disks by machine");
+ProcessValue<ValidationMap> refusals("refused targets by machine");
+ProcessValue<StagingAccountMap> staging_accounts("staging accounts by machine");
+ProcessValue<ResourceGroupMap> resource_groups("resource groups by subscription");
+ProcessValue<ManagedTargetMap> managed_targets("targets of managed disks by path");
+
+}  // namespace
+
+RecoveryMap& vm_recovery_map() { return *restored_disks; }
+ValidationMap& vm_validation_status() { return *refusals; }
+StagingAccountMap& vm_staging_sta_map() { return *staging_accounts; }
+ResourceGroupMap& subid_rg_map() { return *resource_groups; }
+ManagedTargetMap& md_metadata_map() { return *managed_targets; }
+
+void azurestackpi_add_vhd_to_recovery_list(const std::string& object_path, const std::string& disk_name) {
+  const FunctionLog log(__func__);
+  std::string vm_path;
+  azurestackpi_get_vmpath(object_path, vm_path);
+  log.detail("vmpath: %s, vhdstring: %s", vm_path.c_str(), disk_name.c_str());
+  std::vector<RestoredDisk>& disks = vm_recovery_map()[vm_path];
+  if (std::ranges::find(disks, object_path, &RestoredDisk::path) == disks.end()) {
+    log.flow("Adding %s to recovery list", disk_name.c_str());
+    disks.push_back({object_path, disk_name, false});
+  }
+}
+
+void azurestackpi_delete_recovery_map_entry(const std::string& vm_path) {
+  const FunctionLog log(__func__);
+  log.detail("DEBUG delete_vm_details : vmpath [%s]", vm_path.c_str());
+  if (vm_recovery_map().erase(vm_path) != 0) {
+    log.detail("DEBUG deleted vm recovery map entry");
+  }
+  if (vm_details_recovery_map().erase(vm_path) != 0) {
+    log.detail("DEBUG deleted vm details recovery map entry");
+  }
+  vm_validation_status().erase(vm_path);
+}
+
+void ClearRestoreState() {
+  restored_disks->clear();
+  refusals->clear();
+  staging_accounts->clear();
+  resource_groups->clear();
+  managed_targets->clear();
+}
+
+}  // namespace azurestackpi
