@@ -189,13 +189,11 @@ void BlobReadStream::finished(Transfer& transfer, CURLcode result) {
   piece.running = false;
   const std::string doing = "reading bytes " + std::to_string(piece.place.offset) + "-" +
                             std::to_string(piece.end() - 1) + " of " + client_.access.described();
+  piece.failure = transfer.failure(result, doing);
   if (result == CURLE_WRITE_ERROR && transfer.answer().succeeded()) {
     piece.failure = failure_of_form("the answer is not the part that was asked for", doing, false);
-  } else {
-    piece.failure = transfer.failure(result, doing);
-    if (!piece.failure && !piece.complete()) {
-      piece.failure = failure_of_form("the answer is shorter than what was asked for", doing, true);
-    }
+  } else if (!piece.failure && !piece.complete()) {
+    piece.failure = failure_of_form("the answer is shorter than what was asked for", doing, true);
   }
 }
 

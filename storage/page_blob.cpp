@@ -53,7 +53,8 @@ void for_each_blob(BlobClient& client, const std::string& prefix, const Take& ta
   });
 }
 
-/// Tries all of several steps: what fails is logged, and the first failure thrown at the end.
+/// Tries all of several steps: what fails is logged, and the first failure thrown at the end. A service that does not
+/// answer at all ends it at once: every further step would wait for it as long again.
 class TryAll {
  public:
   explicit TryAll(const client_options& options) : options_(options) {}
@@ -64,6 +65,7 @@ class TryAll {
       step();
     } catch (const azurestorage_exception& error) {
       log_line(options_, kLogError, error.what());
+      if (error.http_status() == 0 && error.isRetryable()) throw;
       if (!first_) first_ = error;
     }
   }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "platform/curl_wrapper.h"
 #include "storage/encoding.h"
@@ -46,6 +47,7 @@ void Transfer::prepare(const SignedRequest& signed_request, const Request& reque
                        Sink sink) {
   sink_ = std::move(sink);
   answer_ = {};
+  thrown_ = nullptr;
   error_.fill('\0');
   success_ = request.success;
   upload_ = request.body;
@@ -122,6 +124,7 @@ const Answer& Transfer::answer() {
 }
 
 std::optional<Failure> Transfer::failure(CURLcode result, const std::string& doing) {
+  if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
   const bool refused = answer().status >= 300;  // then its body may have been broken off as too long
   if (result != CURLE_OK && !(result == CURLE_WRITE_ERROR && refused))
     return failure_of_transfer(result, error_.data(), doing);
@@ -151,17 +154,20 @@ std::size_t Transfer::take(std::span<const std::byte> bytes) {
   return bytes.size() <= room ? bytes.size() : 0;
 }
 
-// No exception may pass through curl: a failed allocation ends the transfer.
+// No exception may pass through curl: it ends the transfer and goes on in failure().
 std::size_t Transfer::on_body(char* data, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
   try {
-    return static_cast<Transfer*>(self)->take(std::as_bytes(std::span(data, size * count)));
+    return transfer.take(std::as_bytes(std::span(data, size * count)));
   } catch (...) {
+    transfer.thrown_ = std::current_exception();
     return 0;
   }
 }
 
 std::size_t Transfer::on_header(char* data, std::size_t size, std::size_t count, void* self) {
-  auto& headers = static_cast<Transfer*>(self)->answer_.headers;
+  auto& transfer = *static_cast<Transfer*>(self);
+  auto& headers = transfer.answer_.headers;
   const std::string_view line(data, size * count);
   try {
     const std::size_t colon = line.find(':');
@@ -171,7 +177,8 @@ std::size_t Transfer::on_header(char* data, std::size_t size, std::size_t count,
       headers[to_lower(std::string(line.substr(0, colon)))] = std::string(trimmed(line.substr(colon + 1)));
     }
     return line.size();
-  } catch (const std::exception&) {
+  } catch (...) {
+    transfer.thrown_ = std::current_exception();
     return 0;
   }
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -41,7 +42,7 @@ class Transfer {
   /// The answer, complete once the transfer is over; its status and headers stand when the sink is first called.
   const Answer& answer();
 
-  /// What went wrong, if anything, given the result of curl.
+  /// What went wrong, if anything, given the result of curl. Throws what the taking of the answer threw.
   std::optional<Failure> failure(CURLcode result, const std::string& doing);
 
   /// Milliseconds from the request's leaving to the answer's first byte; 0 when none came.
@@ -74,6 +75,7 @@ class Transfer {
   std::array<char, CURL_ERROR_SIZE> error_{};
   Sink sink_;
   Answer answer_;
+  std::exception_ptr thrown_;  // while the answer was taken
   int success_ = 0;
   std::span<const std::byte> upload_;
   std::size_t uploaded_ = 0;

@@ -1,6 +1,8 @@
 #include "storage/page_blob.h"
 
+#include <set>
 #include "sim/simulator.h"
+
 #include "tests/azurite/strictness.h"
 #include "tests/storage/blob_fixture.h"
 
@@ -127,6 +129,20 @@ TEST_F(PageBlobTest, ASnapshotIsSentOnceWhateverHappens) {
   for (const char* const id : {"a\nb", "a b", "\xC3\xBC"}) {
     EXPECT_THAT(failure_of([&] { blob.create_snapshot(id, "K", true); }).message, HasSubstr("snapid")) << id;
   }
+}
+
+TEST_F(PageBlobTest, AServiceThatDoesNotAnswerIsNotAskedForEachSnapshot) {
+  for (const char* const disk : {"1.vhd", "2.vhd", "3.vhd"}) {
+    page_blob(account(azurite::port()), container, disk, 512, options).create_snapshot(container, "K", true);
+  }
+  fault("DELETE", container, sim::ResetBeforeAnswer{}, 1, 1000);
+  const auto sweep = [&] { delete_stale_snapshots(account(proxy.port()), container, "K", 0, options); };
+  EXPECT_EQ(failure_of(sweep).http_status, 0);
+  std::set<std::string> asked;
+  for (const azurite::SeenRequest& request : proxy.requests()) {
+    if (request.method == "DELETE") asked.insert(request.target);
+  }
+  EXPECT_EQ(asked.size(), 1U) << "each would take all its repeats";
 }
 
 TEST_F(PageBlobTest, ContainersAreMadeOnceAndListed) {
