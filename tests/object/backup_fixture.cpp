@@ -4,7 +4,6 @@
 #include <cstring>
 #include <regex>
 
-#include "sim/blob_client.h"
 #include "sim/disk_content.h"
 #include "sim/vhd_footer.h"
 #include "tests/support/read_file.h"
@@ -133,6 +132,12 @@ void BackupTest::PrepareMachine(const std::string& machine, const std::string& s
   }
 }
 
+sim::Blob BackupTest::NewContainer(const std::string& blob_name) {
+  const sim::Blob blob{Vhd().account, azurite::new_container_name(), blob_name};
+  blob_client.create_container(blob.account, blob.container);
+  return blob;
+}
+
 std::string BackupTest::ImageOf(const std::string& disk_name, const sim::DiskContent& content) {
   std::vector<sim::ByteRange> ranges;
   std::string data;
@@ -233,9 +238,6 @@ void BackupTest::MakeBlobSnapshot(const std::string& snapid, const std::string& 
   static_cast<void>(BlobSnapshots());  // two of one millisecond would have one name
 }
 
-void BackupTest::OverwriteVhd(const std::string& bytes) {
-  sim::BlobClient client({"http", azurite::port()}, small_world.storage_accounts);
-  client.write(Vhd(), 8192, bytes);
-}
+void BackupTest::OverwriteVhd(const std::string& bytes) { blob_client.write(Vhd(), 8192, bytes); }
 
 }  // namespace backup_test

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/blob_client.h"
 #include "src/base/status.h"
 #include "storage/wire.h"
 #include "tests/azurite/fault_proxy.h"
@@ -67,11 +68,15 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   void MakeBlobSnapshot(const std::string& snapid, const std::string& snapkey);
   void OverwriteVhd(const std::string& bytes);
 
+  /// A blob of that name in a container of its own, beside DB-01's disk. Only the container is made.
+  sim::Blob NewContainer(const std::string& blob_name);
+
   using ProxyBase::proxy;
   const sim::World small_world;
   const std::string subscription;
   const std::string web = "/web-01/";
   const std::string db = "/DB-01/";
+  sim::BlobClient blob_client{{"http", azurite::port()}, small_world.storage_accounts};
   Texts records;
   aapi_object_info_v1_t info{};
   std::string image;
