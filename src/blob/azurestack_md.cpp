@@ -27,13 +27,6 @@ std::vector<std::string> ListHeaders() {
   return {"Version: 4", "Content-Type: application/json", "Accept: application/json", "charset=utf-8"};
 }
 
-// What stands between the quotes of a JSON string.
-std::string EscapedForJson(const std::string& text) {
-  const JsonPtr value(json_stringn(text.data(), text.size()));
-  const std::string quoted = getValue(CText(json_dumps(value.get(), JSON_ENCODE_ANY)).get());
-  return quoted.size() < 2 ? std::string() : quoted.substr(1, quoted.size() - 2);
-}
-
 // What asks for the page behind the one that names this address. The parameter stands anywhere in the query, its "$"
 // maybe encoded; empty when it is missing.
 std::string Continuation(const std::string& next_link) {

@@ -30,7 +30,7 @@ bool CaselessOrder::operator()(std::string_view left, std::string_view right) co
                                       [](char a, char b) { return Lower(a) < Lower(b); });
 }
 
-Status azurestack_network::createInstance(aapi_pgn_server_handle_s* server) {
+Status azurestack_network::createInstance(const aapi_pgn_server_handle_s* server) {
   if (*m_singleton) {
     return kOk;
   }

@@ -21,7 +21,7 @@ struct CaselessOrder {
 class azurestack_network final : public azurestack_resource {
  public:
   /// Makes the instance, without a request; an existing one is kept. Returns 0, or 6601 for an unusable server.
-  static Status createInstance(aapi_pgn_server_handle_s* server);
+  static Status createInstance(const aapi_pgn_server_handle_s* server);
 
   /// Null when there is none.
   static azurestack_network* getInstance();

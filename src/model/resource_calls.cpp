@@ -14,11 +14,20 @@ bool IsAddressByte(unsigned char byte) {
 }
 
 constexpr std::size_t kLongestReason = 100;
+constexpr std::size_t kLongestMessage = 1000;
 
 // What an error code looks like; anything else does not belong into a line that hosts read.
 bool IsErrorCode(const std::string& text) {
   constexpr const char* known = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
   return !text.empty() && text.size() <= kLongestReason && text.find_first_not_of(known) == std::string::npos;
+}
+
+// What a service writes becomes one piece of a line, whatever it holds.
+std::string Printable(std::string text, std::size_t longest) {
+  text.resize(std::min(text.size(), longest));
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; }, ' ');
+  return text;
 }
 
 // The list in an answer; null, with an error line, when there is none.
@@ -47,14 +56,47 @@ Status ResourceCalls::CreateUrl(const std::string& subpath, const char* line_end
   return kOk;
 }
 
-Status ResourceCalls::Send(int method, const _buffer_s* body, int block_type) {
+Status ResourceCalls::Send(int method, const _buffer_s* body, int block_type, Redirect redirect) {
   HttpRequest request;
   request.url = m_url;
   request.method = method;
   request.headers = {"Version: 4", "Content-Type: application/json", "Accept: application/json", "charset=utf-8"};
   request.body = body;
+  request.redirect = redirect;
   request.block_type = block_type;
-  return client_.SendHttpRequest(request, response_);
+  sent_ = client_.SendHttpRequest(request, response_);
+  return sent_;
+}
+
+ResourceCalls::Presence ResourceCalls::Look() {
+  constexpr long kThereStatus = 200;
+  constexpr long kAbsentStatus = 404;
+  if (Get() != kOk) {
+    return Presence::kUnknown;
+  }
+  const bool absent = HttpStatus() == kAbsentStatus;
+  return HttpStatus() == kThereStatus ? Presence::kThere : absent ? Presence::kAbsent : Presence::kUnknown;
+}
+
+std::string ResourceCalls::WhyFailed() const {
+  const bool by_operation = sent_ >= kAsyncNoStatus && sent_ <= kAsyncUnknown;
+  std::string why = sent_ == kOk ? "Resource Manager answered " + std::to_string(HttpStatus())
+                                 : "status " + std::to_string(sent_) + ", " + StatusText(sent_);
+  const ServiceError error = ReadServiceError(by_operation ? client_.AsyncResponse().body : response_.body);
+  for (const std::string* const part : {&error.code, &error.message}) {
+    if (!part->empty()) {
+      why.append(": ").append(*part);
+    }
+  }
+  return why;
+}
+
+ServiceError ReadServiceError(const std::string& body) {
+  json_error_t ignored{};
+  const JsonPtr root = ParseJson(body, ignored);
+  const json_t* const error = json_object_get(root.get(), "error");
+  return {Printable(JsonStringOrEmpty(error, "code"), kLongestReason),
+          Printable(JsonStringOrEmpty(error, "message"), kLongestMessage)};
 }
 
 Status OpenJson(const FunctionLog& log, const std::string& body, JsonPtr& root, const char* what) {

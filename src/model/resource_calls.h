@@ -24,17 +24,39 @@ class ResourceCalls {
 
   /// Sends to that address. method: an HttpHeader; body: null for none; block_type: an EBlockType. Returns the status
   /// of SendHttpRequest: an answer of any HTTP status is 0.
-  Status Send(int method, const _buffer_s* body, int block_type);
+  Status Send(int method, const _buffer_s* body, int block_type, Redirect redirect = Redirect::kStay);
 
   Status Get() { return Send(kGet, nullptr, kShortRequest); }
 
+  /// Asks whether there is a resource at the address.
+  enum class Presence { kThere, kAbsent, kUnknown };
+  Presence Look();
+
+  /// Why the last call did not do what it was to, for an operator: what became of the request, and what the service
+  /// says of it.
+  std::string WhyFailed() const;
+
+  const std::string& url() const { return m_url; }
   const _Response& response() const { return response_; }
+
+  /// Of the last call; 0 when there was no answer.
+  long HttpStatus() const { return client_.GetHttpStatusCode(); }
 
  private:
   AzureStackPi_HttpClient client_;
   std::string m_url;
   _Response response_;
+  Status sent_ = kOk;  // of the last call
 };
+
+/// What a service says of a failure.
+struct ServiceError {
+  std::string code;
+  std::string message;
+};
+
+/// The members of "error" in a body, printable and of bounded length; empty where there are none.
+ServiceError ReadServiceError(const std::string& body);
 
 /// Parses a body. Returns 0, or 5 with the line "error while parsing json: on line LINE: WHY"; what stands in that line
 /// behind the word json.

@@ -31,6 +31,9 @@ class AzureStackPi_HttpClient {
   /// HTTP status of the last attempt, 0 when there was no answer. Polls of an operation do not change it.
   long GetHttpStatusCode() const { return http_status_; }
 
+  /// The last poll's answer of the operation followed last, which tells why it failed.
+  const _Response& AsyncResponse() const { return async_response_; }
+
   /// "https://" HOST "/" PATH, with exactly one "/" between; blanks, control and non-ASCII bytes of the path are
   /// percent-encoded. host may carry ":port". Returns 0, or 6601 for a null argument or an empty host.
   static Status CreateQueryURL(const char* host, std::string* url, const char* path);

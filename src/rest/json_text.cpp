@@ -1,5 +1,7 @@
 #include "src/rest/json_text.h"
 
+#include "src/base/text.h"
+
 namespace azurestackpi {
 
 Status getJsonIntValue(const json_t* object, const char* key, json_int_t& value) {
@@ -28,6 +30,12 @@ std::string JsonStringOrEmpty(const json_t* object, const char* key) {
 
 JsonPtr ParseJson(std::string_view text, json_error_t& error) {
   return JsonPtr(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
+}
+
+std::string EscapedForJson(const std::string& text) {
+  const JsonPtr value(json_stringn(text.data(), text.size()));
+  const std::string quoted = getValue(CText(json_dumps(value.get(), JSON_ENCODE_ANY)).get());
+  return quoted.size() < 2 ? std::string() : quoted.substr(1, quoted.size() - 2);
 }
 
 }  // namespace azurestackpi

@@ -1,4 +1,4 @@
-// Typed reading of JSON members.
+// Typed reading of JSON members, and texts as JSON holds them.
 #pragma once
 
 #include <jansson.h>
@@ -23,5 +23,8 @@ std::string JsonStringOrEmpty(const json_t* object, const char* key);
 /// Parses a whole text; null with error filled when it is not JSON (nesting beyond the parser's limit included) or an
 /// object has two members of one name.
 JsonPtr ParseJson(std::string_view text, json_error_t& error);
+
+/// What stands between the quotes of a JSON string; empty for a text that is not UTF-8.
+std::string EscapedForJson(const std::string& text);
 
 }  // namespace azurestackpi
