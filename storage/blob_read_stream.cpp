@@ -8,8 +8,8 @@
 
 namespace azurestoragewrapper {
 
-/// A part of the blob that was asked for. Its bytes go into a buffer of its own until the reader waits for them; then
-/// what is still to come goes straight to the reader.
+/// A part of the blob that was asked for. What the reader waits for goes straight to the reader, every other byte into
+/// a buffer of the piece.
 struct BlobReadStream::Piece {
   PageRange place;
   std::unique_ptr<Transfer> transfer;
@@ -18,7 +18,7 @@ struct BlobReadStream::Piece {
   std::unique_ptr<std::byte[]> buffer;  // of place.length bytes and more; made when first needed
   std::size_t received = 0;             // bytes of the place that came
   std::size_t delivered = 0;            // bytes of the place that the reader has
-  std::byte* reader = nullptr;          // where byte `received` goes while the reader waits
+  std::span<std::byte> reader = {};     // where the next bytes go; empty while nobody waits for them
   int repeats = 0;
   bool running = false;
   std::optional<Failure> failure;
@@ -162,23 +162,24 @@ bool BlobReadStream::take(Piece& piece, std::span<const std::byte> bytes) {
     wait_.note(piece.transfer->answer_wait_ms());
   }
   if (bytes.size() > piece.place.length - piece.received) return false;
-  if (piece.reader != nullptr) {
-    std::memcpy(piece.reader, bytes.data(), bytes.size());
-    piece.reader += bytes.size();
-    piece.delivered += bytes.size();
-  } else {
-    if (!piece.buffer) {
-      if (spare_buffers_.empty()) {
-        piece.buffer.reset(new std::byte[kLongestPiece]);
-      } else {
-        piece.buffer = std::move(spare_buffers_.back());
-        spare_buffers_.pop_back();
-      }
-    }
-    std::memcpy(piece.buffer.get() + piece.received, bytes.data(), bytes.size());
+  const std::size_t direct = std::min(piece.reader.size(), bytes.size());
+  std::copy_n(bytes.begin(), direct, piece.reader.begin());
+  piece.reader = piece.reader.subspan(direct);
+  piece.delivered += direct;
+  if (direct < bytes.size()) {
+    if (!piece.buffer) piece.buffer = spare_buffer();
+    std::copy(bytes.begin() + static_cast<std::ptrdiff_t>(direct), bytes.end(),
+              piece.buffer.get() + piece.received + direct);
   }
   piece.received += bytes.size();
   return true;
+}
+
+std::unique_ptr<std::byte[]> BlobReadStream::spare_buffer() {
+  if (spare_buffers_.empty()) return std::unique_ptr<std::byte[]>(new std::byte[kLongestPiece]);
+  std::unique_ptr<std::byte[]> buffer = std::move(spare_buffers_.back());
+  spare_buffers_.pop_back();
+  return buffer;
 }
 
 void BlobReadStream::finished(Transfer& transfer, CURLcode result) {
@@ -197,39 +198,22 @@ void BlobReadStream::finished(Transfer& transfer, CURLcode result) {
   }
 }
 
+// What is there already, then what is still to come, which needs no other copy. A failure drops the piece: part of its
+// bytes are with the reader, and a later read at the same place begins anew.
 std::size_t BlobReadStream::deliver(Piece& piece, std::byte* buffer, std::size_t size) {
   const std::size_t wanted = std::min<std::uint64_t>(size, piece.place.length - piece.delivered);
-  std::size_t count = 0;
-  while (count < wanted) {
-    const std::size_t ready = std::min(piece.received - piece.delivered, wanted - count);
-    if (ready > 0) {
-      std::memcpy(buffer + count, piece.buffer.get() + piece.delivered, ready);
-      piece.delivered += ready;
-      count += ready;
-    } else if (wanted - count == piece.place.length - piece.delivered) {
-      receive_into(piece, buffer + count);
-      count = wanted;
-    } else if (piece.failure) {
-      repeat_failed(piece);
-    } else {
-      group_.wait_and_run();
-    }
-  }
-  return wanted;
-}
-
-// All that is still to come of the piece, without another copy. A failure drops the piece: part of its bytes are with
-// the reader, and a later read at the same place begins anew.
-void BlobReadStream::receive_into(Piece& piece, std::byte* buffer) {
-  piece.reader = buffer;
-  while (!piece.complete()) {
+  const std::size_t ready = std::min(piece.received - piece.delivered, wanted);
+  if (ready > 0) std::memcpy(buffer, piece.buffer.get() + piece.delivered, ready);
+  piece.delivered += ready;
+  piece.reader = {buffer + ready, wanted - ready};
+  while (!piece.reader.empty()) {
     if (piece.failure) {
       repeat_failed(piece);
     } else {
       group_.wait_and_run();
     }
   }
-  piece.reader = nullptr;
+  return wanted;
 }
 
 // One pause serves all pieces that failed meanwhile: the longest that the service asks for.

@@ -37,7 +37,7 @@ class BlobReadStream final : public read_stream {
   std::size_t read_here(std::byte* buffer, std::size_t size);
   Piece& front_at_position(std::size_t size);
   std::size_t deliver(Piece& piece, std::byte* buffer, std::size_t size);
-  void receive_into(Piece& piece, std::byte* buffer);
+  std::unique_ptr<std::byte[]> spare_buffer();
   void fill_window();
   std::optional<PageRange> next_piece();
   void place_plan(std::uint64_t position);

@@ -64,18 +64,25 @@ std::size_t ReadFully(disk_read_stream& context, void* destination, std::size_t 
   return received;
 }
 
-Status Refill(const FunctionLog& log, disk_read_stream& context, std::uint64_t remaining) {
+// Reads the next block of the range: its beginning, up to size bytes, to the destination, what is more into the buffer.
+Status Refill(const FunctionLog& log, disk_read_stream& context, std::byte* destination, std::size_t size,
+              std::uint64_t remaining, std::size_t& count) {
   const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(remaining, kStreamBuffer));
+  const std::size_t direct = std::min(size, wanted);
   log.error("ReadAhead Size: %lu", static_cast<unsigned long>(wanted));
   return CatchStorageFailures(log, {}, [&]() -> Status {
-    const std::size_t received = ReadFully(context, context.buffer.get(), wanted);
+    std::size_t received = ReadFully(context, destination, direct);
+    if (received == direct) {
+      received += ReadFully(context, context.buffer.get(), wanted - direct);
+    }
     if (received < wanted) {
       log.error("bytes read is not equal to readahead size. br = %lu, readahead_size = %lu",
                 static_cast<unsigned long>(received), static_cast<unsigned long>(wanted));
       return kInternalError;
     }
     context.cursor = context.buffer.get();
-    context.buffered = wanted;
+    context.buffered = wanted - direct;
+    count += direct;
     return kOk;
   });
 }
@@ -126,11 +133,7 @@ Status ReadAhead(disk_read_stream* context, void* destination, std::size_t size,
   if (count == size || remaining == 0) {
     return kOk;
   }
-  const Status status = Refill(log, *context, remaining);
-  if (status == kOk) {
-    count += TakeBuffered(*context, begin + count, size - count);
-  }
-  return status;
+  return Refill(log, *context, begin + count, size - count, remaining, count);
 }
 
 Status Read(disk_read_stream* context, void* destination, std::size_t size, std::size_t& count) {
