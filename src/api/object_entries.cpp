@@ -66,7 +66,10 @@ std::uint32_t azurestackpi_create_object_v1(aapi_server_t* server, const char* p
   return RunEntryPoint({__func__}, {server, path, out}, [&](const FunctionLog& log) {
     *out = nullptr;
     log.detail("pathname: %s", path);
-    return azurestackpi::CreateObject(*server, path);
+    std::unique_ptr<aapi_object_s> object;
+    const Status status = azurestackpi::CreateObject(log, *server, path, object);
+    *out = object.release();
+    return status;
   });
 }
 
@@ -92,19 +95,18 @@ std::uint32_t azurestackpi_read_object_meta_v1(aapi_object_t* object, void* buff
 
 std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* buffer, std::uint64_t length,
                                            std::uint64_t offset, std::uint64_t* bytes_written) {
-  return RunEntryPoint({__func__, nullptr, EntryFrame::Leave::kOnFailure}, {object, buffer, bytes_written},
-                       [&](const FunctionLog& log) -> Status {
-                         *bytes_written = 0;
-                         log.detail("lenght: %lu, offset: %lu", static_cast<unsigned long>(length),
-                                    static_cast<unsigned long>(offset));
-                         if (length == 0) {
-                           log.error("invalid length: %lu. AAPI_Errno = %d", static_cast<unsigned long>(length),
-                                     static_cast<int>(azurestackpi::kInvalidArgument));
-                           return azurestackpi::kInvalidArgument;
-                         }
-                         log.error("%s is open for reading", object->path.c_str());
-                         return azurestackpi::kInvalidObject;
-                       });
+  return RunEntryPoint(
+      {__func__, nullptr, EntryFrame::Leave::kOnFailure}, {object, buffer, bytes_written},
+      [&](const FunctionLog& log) -> Status {
+        *bytes_written = 0;
+        log.detail("lenght: %lu, offset: %lu", static_cast<unsigned long>(length), static_cast<unsigned long>(offset));
+        if (length == 0) {
+          log.error("invalid length: %lu. AAPI_Errno = %d", static_cast<unsigned long>(length),
+                    static_cast<int>(azurestackpi::kInvalidArgument));
+          return azurestackpi::kInvalidArgument;
+        }
+        return azurestackpi::azurestackpi_impl_write_object(*object, buffer, length, offset, *bytes_written);
+      });
 }
 
 std::uint32_t azurestackpi_write_object_meta_v1(aapi_object_t* object, const void* buffer,

@@ -6,6 +6,8 @@
 #include "src/object/disk_properties.h"
 #include "src/object/object_path.h"
 #include "src/object/open_object.h"
+#include "src/object/restore_target.h"
+#include "src/object/restored_configuration.h"
 #include "src/object/vm_configuration.h"
 #include "src/object/vm_disk_snapshots.h"
 
@@ -90,6 +92,32 @@ Status GetDiskProperties(const FunctionLog& log, const std::string& path, const 
   return status;
 }
 
+// A restore session's side: a query brings a machine's configuration, or says that a disk is about to come.
+
+Status TakeOriginal(const FunctionLog& log, const std::string& vm_path) {
+  log.flow("Restore session : calling set_vm_details with %s to preserve original configuration", vm_path.c_str());
+  return azurestackpi_set_vm_details(vm_path, true, {});
+}
+
+Status TakeMetadata(const FunctionLog& log, const std::string& path, aapi_object_info_v1_t& info) {
+  if (!azurestackpi_is_metafile(path)) {
+    info.object_type = AAPI_OBJECT_DIRECTORY;
+    return kOk;
+  }
+  info.object_type = AAPI_OBJECT_FILE;
+  log.flow("Restore session : calling set_vm_details with %s", path.c_str());
+  const Status status = azurestackpi_set_vm_details(path, false, {});
+  return status == kOk ? static_cast<Status>(kNotFoundYet) : status;
+}
+
+Status GetRestoredDiskProperties(const FunctionLog& log, const std::string& path,
+                                 const aapi_pgn_server_handle_s& server, aapi_object_info_v1_t& info) {
+  FillDisk(log, 0, info);
+  // What is refused is told when the disk is created, and at the recovery.
+  static_cast<void>(ValidateRestoreTarget(path, server));
+  return kNotFoundYet;
+}
+
 }  // namespace
 
 Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_info_v1_t& info,
@@ -99,10 +127,12 @@ Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_inf
   Preset(info, path, server);
   const bool restore = server.session_kind == AAPI_SESSION_RESTORE;
   if (azurestackpi_is_metapath(path)) {
-    return restore ? static_cast<Status>(kOperationFailed) : GetMetadataProperties(log, path, server, info);
+    return restore ? TakeMetadata(log, path, info) : GetMetadataProperties(log, path, server, info);
   }
   if (restore && azurestackpi_is_vmpath(path)) {
-    return kOperationFailed;
+    if (const Status status = TakeOriginal(log, path); status != kOk) {
+      return status;
+    }
   }
   const std::string object_path = WithoutEndSlash(path);
   const std::size_t slashes = CountSlashes(object_path);
@@ -115,7 +145,8 @@ Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_inf
   if (slashes < kDiskSlashes) {
     info.object_type = AAPI_OBJECT_DIRECTORY;
   } else {
-    status = restore ? static_cast<Status>(kOperationFailed) : GetDiskProperties(log, object_path, server, info);
+    status = restore ? GetRestoredDiskProperties(log, object_path, server, info)
+                     : GetDiskProperties(log, object_path, server, info);
   }
   log.detail("Leaving, rc : %d", static_cast<int>(status));
   return status;
@@ -124,6 +155,13 @@ Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_inf
 Status GetOpenObjectProperties(const aapi_object_s& object, aapi_object_info_v1_t& info) {
   const FunctionLog log("azurestackpi_get_object_metadata");
   Preset(info, object.path, *object.server);
+  if (object.is_restored) {
+    info.object_type = AAPI_OBJECT_FILE;
+    if (object.writer) {
+      FillDisk(log, object.writer->disk_size(), info);
+    }
+    return kOk;
+  }
   if (!object.image) {
     return FillMetadataFile(log, object.path, *object.server, info);
   }

@@ -9,6 +9,7 @@
 #include "src/blob/page_blob_snapshots.h"
 #include "src/object/object_maps.h"
 #include "src/object/object_path.h"
+#include "src/object/restored_object.h"
 #include "src/object/vm_configuration.h"
 #include "src/object/vm_disk_snapshots.h"
 
@@ -157,15 +158,14 @@ Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, cons
     log.error("Invalid path: %s", path.c_str());
     return Refuse(kind);
   }
-  if (server.session_kind == AAPI_SESSION_RESTORE) {
-    return kOperationFailed;
-  }
   auto opened = std::make_unique<aapi_object_s>();
   opened->server = &server;
   opened->path = object_path;
+  opened->is_restored = server.session_kind == AAPI_SESSION_RESTORE;
   opened->backup_time = server.snapshot_name;
   if (kind == Kind::kDisk) {
-    if (const Status status = OpenDisk(log, *opened); status != kOk) {
+    const Status status = opened->is_restored ? OpenRestoredDisk(log, *opened) : OpenDisk(log, *opened);
+    if (status != kOk) {
       return status;
     }
   }
@@ -173,11 +173,13 @@ Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, cons
   return kOk;
 }
 
-Status CreateObject(const aapi_pgn_server_handle_s& server, const std::string& path) {
-  const Kind kind = KindOf(WithoutEndSlash(path));
-  const bool an_object = kind == Kind::kMetadata || kind == Kind::kDisk;
-  return server.session_kind == AAPI_SESSION_RESTORE && an_object ? static_cast<Status>(kOperationFailed)
-                                                                  : Refuse(kind);
+Status CreateObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
+                    std::unique_ptr<aapi_object_s>& object) {
+  if (server.session_kind != AAPI_SESSION_RESTORE) {
+    return Refuse(KindOf(WithoutEndSlash(path)));
+  }
+  log.flow("Restore Session");
+  return OpenObject(log, server, path, object);
 }
 
 Status azurestackpi_impl_read_object(aapi_object_s& object, void* buffer, std::uint64_t length, std::uint64_t offset,
@@ -186,6 +188,10 @@ Status azurestackpi_impl_read_object(aapi_object_s& object, void* buffer, std::u
   log.detail("length: %u, offset: %u, path: %s", static_cast<unsigned>(length), static_cast<unsigned>(offset),
              object.path.c_str());
   bytes_read = 0;
+  if (object.is_restored) {
+    log.error("%s is open for writing", object.path.c_str());
+    return kInvalidObject;
+  }
   if (!object.image) {
     return ReadMetadata(log, object, static_cast<char*>(buffer), length, offset, bytes_read);
   }
@@ -196,7 +202,24 @@ Status azurestackpi_impl_read_object(aapi_object_s& object, void* buffer, std::u
   return status;
 }
 
+Status azurestackpi_impl_write_object(aapi_object_s& object, const void* buffer, std::uint64_t length,
+                                      std::uint64_t offset, std::uint64_t& bytes_written) {
+  const FunctionLog log(__func__);
+  bytes_written = 0;
+  if (!object.is_restored) {
+    log.error("%s is open for reading", object.path.c_str());
+    return kInvalidObject;
+  }
+  if (!object.writer) {
+    return WriteRestoredMetadata(log, object.path, {static_cast<const char*>(buffer), length}, offset, bytes_written);
+  }
+  return object.writer->Write(log, buffer, length, bytes_written);
+}
+
 Status CloseObject(const FunctionLog& log, aapi_object_s& object) {
+  if (object.writer) {
+    return CloseRestoredDisk(log, object);
+  }
   if (!object.image) {
     return kOk;
   }

@@ -24,15 +24,25 @@ StagingAccountMap& vm_staging_sta_map() { return *staging_accounts; }
 ResourceGroupMap& subid_rg_map() { return *resource_groups; }
 ManagedTargetMap& md_metadata_map() { return *managed_targets; }
 
+RestoredDisk* FindRestoredDisk(const std::string& object_path) {
+  std::string vm_path;
+  azurestackpi_get_vmpath(object_path, vm_path);
+  const auto machine = vm_recovery_map().find(vm_path);
+  if (machine == vm_recovery_map().end()) {
+    return nullptr;
+  }
+  const auto disk = std::ranges::find(machine->second, object_path, &RestoredDisk::path);
+  return disk == machine->second.end() ? nullptr : &*disk;
+}
+
 void azurestackpi_add_vhd_to_recovery_list(const std::string& object_path, const std::string& disk_name) {
   const FunctionLog log(__func__);
   std::string vm_path;
   azurestackpi_get_vmpath(object_path, vm_path);
   log.detail("vmpath: %s, vhdstring: %s", vm_path.c_str(), disk_name.c_str());
-  std::vector<RestoredDisk>& disks = vm_recovery_map()[vm_path];
-  if (std::ranges::find(disks, object_path, &RestoredDisk::path) == disks.end()) {
+  if (FindRestoredDisk(object_path) == nullptr) {
     log.flow("Adding %s to recovery list", disk_name.c_str());
-    disks.push_back({object_path, disk_name, false});
+    vm_recovery_map()[vm_path].push_back({object_path, disk_name, false});
   }
 }
 

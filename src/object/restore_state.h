@@ -43,6 +43,9 @@ ManagedTargetMap& md_metadata_map();
 /// Adds a disk to its machine's list; one that is there already, by its object path, stays where it is.
 void azurestackpi_add_vhd_to_recovery_list(const std::string& object_path, const std::string& disk_name);
 
+/// The disk's entry in its machine's list, which owns it; null when it has none.
+RestoredDisk* FindRestoredDisk(const std::string& object_path);
+
 /// Forgets a machine: its disks, its configuration, and why its target was refused, so that a second try is checked
 /// anew.
 void azurestackpi_delete_recovery_map_entry(const std::string& vm_path);
