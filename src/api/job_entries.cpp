@@ -11,7 +11,9 @@
 #include "src/config/config.h"
 #include "src/discovery/discovery.h"
 #include "src/object/object_path.h"
+#include "src/object/restore_state.h"
 #include "src/object/snapshot_cleanup.h"
+#include "src/recovery/vm_recovery.h"
 
 using azurestackpi::AzureStackPi_Config;
 using azurestackpi::EntryFrame;
@@ -58,13 +60,19 @@ Status OnlyEntering(const char* function) {
                        [](const FunctionLog&) { return azurestackpi::kOk; });
 }
 
-Status RecoverVm(const FunctionLog& log) {
+// However a recovery ends, the machine is forgotten, so that a second try begins anew.
+Status RecoverVm(const FunctionLog& log, const aapi_server_t& server, const char* path) {
   log.detail("Starting VM Recovery");
-  // Machines cannot be re-created yet, and a restore must not look complete.
-  const Status status = azurestackpi::kOperationFailed;
-  *recovery_failed = true;
-  log.error("Failed to recover VM : status = %d : %s", static_cast<int>(status),
-            azurestackpi::StatusText(status).c_str());
+  std::string vm_path;
+  azurestackpi::azurestackpi_get_vmpath(path, vm_path);
+  const Status status = azurestackpi::Guarded(
+      log, [&](const FunctionLog&) { return azurestackpi::azurestackpi_recover_vm(server, vm_path); });
+  if (status != azurestackpi::kOk) {
+    *recovery_failed = true;
+    log.error("Failed to recover VM : status = %d : %s", static_cast<int>(status),
+              azurestackpi::StatusText(status).c_str());
+  }
+  azurestackpi::azurestackpi_delete_recovery_map_entry(vm_path);
   return status;
 }
 
@@ -121,14 +129,14 @@ std::uint32_t azurestackpi_restore_postprocess_v1() {
 }
 
 std::uint32_t azurestackpi_set_object_utimes_v1(aapi_server_t* server, const char* path) {
-  return RunEntryPoint({__func__, "entering", EntryFrame::Leave::kSilent}, {server, path},
-                       [&](const FunctionLog& log) -> Status {
-                         log.flow("path=%s", path);
-                         const bool last = azurestackpi::azurestackpi_is_last_metafile(path);
-                         const Status status = last ? RecoverVm(log) : static_cast<Status>(azurestackpi::kOk);
-                         log.flow("returning");
-                         return status;
-                       });
+  return RunEntryPoint(
+      {__func__, "entering", EntryFrame::Leave::kSilent}, {server, path}, [&](const FunctionLog& log) -> Status {
+        log.flow("path=%s", path);
+        const bool last = azurestackpi::azurestackpi_is_last_metafile(path);
+        const Status status = last ? RecoverVm(log, *server, path) : static_cast<Status>(azurestackpi::kOk);
+        log.flow("returning");
+        return status;
+      });
 }
 
 std::uint32_t azurestackpi_recovery_preprocess_v1(aapi_server_t* /*server*/) { return OnlyEntering(__func__); }

@@ -47,6 +47,7 @@ enum : Status {
   kConfigurationInvalid = 6789,
   kStorageAccountNotFound = 6792,
   kRecoveryFailed = 6793,
+  kResourceNotCreated = 6794,
   kSelectionInvalid = 6795,
   kResourceNotFound = 6797,
 };
