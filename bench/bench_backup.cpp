@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/backed_up_disk.h"
 #include "bench/child_process.h"
 #include "bench/delay_relay.h"
 #include "bench/disk_layout.h"
-#include "bench/entry_disk.h"
 #include "bench/memory.h"
 #include "bench/range_server.h"
 #include "bench/raw_transfer.h"
@@ -24,7 +24,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using bench::EntryDisk;
+using bench::BackedUpDisk;
 using bench::PageRange;
 using bench::Scale;
 
@@ -74,7 +74,7 @@ class Repository {
 };
 
 // What the ranges hold follows the leading sections, 40 + 16 bytes a range filled up to a multiple of 128 KiB.
-bool StreamHolds(EntryDisk& disk, const bench::RangeServer& server, const std::vector<PageRange>& ranges) {
+bool StreamHolds(BackedUpDisk& disk, const bench::RangeServer& server, const std::vector<PageRange>& ranges) {
   std::string stream;
   disk.Read(kHostPiece, [&](std::span<const char> bytes) { stream.append(bytes.data(), bytes.size()); });
   std::uint64_t padding = 0;
@@ -96,7 +96,7 @@ bool ManyRanges() {
   constexpr std::uint64_t kSize = bench::kGib;
   const std::vector<PageRange> ranges = bench::SpreadRanges(100'000, 512, kSize);
   const bench::RangeServer server(kSize, ranges);
-  EntryDisk disk(bench::AddressAt(server.port()));
+  BackedUpDisk disk(bench::AddressAt(server.port()));
   return StreamHolds(disk, server, ranges);
 }
 
@@ -113,7 +113,7 @@ bool Compare(const char* title, const std::string& raw_name, std::uint64_t bytes
   return within && peak <= kMostKib;
 }
 
-void TellCost(const char* what, std::uint64_t bytes, int rounds, EntryDisk& disk, const auto& work) {
+void TellCost(const char* what, std::uint64_t bytes, int rounds, BackedUpDisk& disk, const auto& work) {
   const bench::Sides sides = bench::MeasureSides(rounds, work, [&] { disk.Read(kHostPiece, Ignore); });
   bench::ReportSides(what, "host", "reads of 4 MiB, nothing done", bytes, sides, {});
 }
@@ -128,7 +128,7 @@ bool Run(const Scale& scale) {
   bool good = ManyRanges();
 
   const long serial_buffer = bench::FastestBuffer([&](long size) { bench::ReadSerially(near_by, blocks, size); });
-  EntryDisk near_disk(near_by);
+  BackedUpDisk near_disk(near_by);
   good = Compare(
              "loopback", "raw loop, buffer " + std::to_string(serial_buffer / 1024) + " KiB", scale.bytes,
              {.time = kMostBesideLoop}, scale.rounds, [&] { near_disk.Read(kHostPiece, Ignore); },
@@ -141,12 +141,12 @@ bool Run(const Scale& scale) {
   {
     const Repository repository;
     TellCost("loopback, into a restic repository that has the data", scale.bytes, 3, near_disk, [&] {
-      repository.Store([&](const EntryDisk::Consumer& consumer) { near_disk.Read(kHostPiece, consumer); });
+      repository.Store([&](const BackedUpDisk::Consumer& consumer) { near_disk.Read(kHostPiece, consumer); });
     });
   }
   const auto parallel = [&](long size) { bench::ReadInParallel(far_away, blocks, kParallel, size); };
   const long parallel_buffer = bench::FastestBuffer(parallel);
-  EntryDisk far_disk(far_away);
+  BackedUpDisk far_disk(far_away);
   return Compare(
              "10 ms round trip", "8 transfers, buffer " + std::to_string(parallel_buffer / 1024) + " KiB", scale.bytes,
              kBesideParallel, scale.rounds, [&] { far_disk.Read(kHostPiece, Ignore); },

@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
+#include <string>
 
 namespace bench {
 namespace {
@@ -17,7 +19,8 @@ std::filesystem::path MakeFolder() {
 
 }  // namespace
 
-OpenSession::OpenSession(const sim::Simulator& simulator, const sim::World& world, const std::string& more_settings)
+OpenSession::OpenSession(const sim::Simulator& simulator, const sim::World& world, const std::string& more_settings,
+                         std::uint32_t session_kind)
     : folder_(MakeFolder()), config_(folder_ / "azurestack.conf"), credentials_(folder_ / "credentials") {
   std::ofstream(config_) << "CA_FILE_PATH=" << simulator.ca_file().string()
                          << "\nAAD_LOGIN_ENDPOINT=" << simulator.aad_host() << "\n"
@@ -30,12 +33,15 @@ OpenSession::OpenSession(const sim::Simulator& simulator, const sim::World& worl
   definition_.log = DropLine;
   definition_.config_path = config_.c_str();
   definition_.credentials_path = credentials_.c_str();
-  definition_.session_kind = AAPI_SESSION_BACKUP;
+  definition_.session_kind = session_kind;
   aapi_plugin_info_t info{};
   aapi_pgn_init(AAPI_INTERFACE_V2, nullptr, &info);
   table_ = info.entry_points;
   const aapi_credentials_v1_t none{};
-  table_->open_server(&definition_, ("azurestack:" + simulator.management_host()).c_str(), &none, &server_);
+  const std::string name = "azurestack:" + simulator.management_host();
+  if (const std::uint32_t status = table_->open_server(&definition_, name.c_str(), &none, &server_); status != 0) {
+    throw std::runtime_error("open_server: " + std::to_string(status));
+  }
 }
 
 OpenSession::~OpenSession() {

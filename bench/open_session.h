@@ -10,8 +10,9 @@ namespace bench {
 
 class OpenSession {
  public:
-  /// world: the simulator's. more_settings: further lines of the configuration.
-  OpenSession(const sim::Simulator& simulator, const sim::World& world, const std::string& more_settings = {});
+  /// world: the simulator's. more_settings: further lines of the configuration. Throws std::runtime_error.
+  OpenSession(const sim::Simulator& simulator, const sim::World& world, const std::string& more_settings = {},
+              std::uint32_t session_kind = AAPI_SESSION_BACKUP);
   ~OpenSession();
   OpenSession(const OpenSession&) = delete;
   OpenSession& operator=(const OpenSession&) = delete;

@@ -12,14 +12,14 @@
 
 namespace bench {
 
-class EntryDisk {
+class BackedUpDisk {
  public:
   /// Takes the next bytes of the disk's stream.
   using Consumer = std::function<void(std::span<const char> bytes)>;
 
   /// The simulator tells the machine and its disk, whose export is at blob_address. To be constructed after every child
   /// process: the simulator has threads.
-  explicit EntryDisk(const std::string& blob_address);
+  explicit BackedUpDisk(const std::string& blob_address);
 
   /// One backup of the disk: query, open, reads of `piece` bytes to its end, close. Returns the length of the stream;
   /// throws std::runtime_error when a call fails.

@@ -1,4 +1,4 @@
-#include "bench/entry_disk.h"
+#include "bench/backed_up_disk.h"
 
 #include <array>
 #include <stdexcept>
@@ -34,7 +34,7 @@ sim::Options OptionsFor(const sim::World& world) {
 
 }  // namespace
 
-EntryDisk::EntryDisk(const std::string& blob_address)
+BackedUpDisk::BackedUpDisk(const std::string& blob_address)
     : world_(OneMachine()),
       path_(DiskPath(world_)),
       simulator_(OptionsFor(world_)),
@@ -51,7 +51,7 @@ EntryDisk::EntryDisk(const std::string& blob_address)
   Check("get_object_prop_byname", session_.table().get_object_prop_byname(session_.server(), name.c_str(), &info));
 }
 
-std::uint64_t EntryDisk::Read(std::size_t piece, const Consumer& consumer) {
+std::uint64_t BackedUpDisk::Read(std::size_t piece, const Consumer& consumer) {
   const aapi_entry_points_t& table = session_.table();
   aapi_server_t* const server = session_.server();
   std::array<char, 1024> real{};
@@ -73,7 +73,7 @@ std::uint64_t EntryDisk::Read(std::size_t piece, const Consumer& consumer) {
   return total;
 }
 
-void EntryDisk::Check(const char* call, std::uint32_t status) const {
+void BackedUpDisk::Check(const char* call, std::uint32_t status) const {
   if (status != 0) throw std::runtime_error(std::string(call) + " of " + path_ + ": " + std::to_string(status));
 }
 
