@@ -1,0 +1,109 @@
+#include "tests/object/restore_fixture.h"
+
+#include <algorithm>
+
+namespace backup_test {
+
+std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges) {
+  std::string table;
+  std::string data;
+  const auto append = [&table](std::uint64_t word) {
+    table.append(reinterpret_cast<const char*>(&word), sizeof(word));
+  };
+  std::uint64_t allocated = 0;
+  for (const auto& [offset, bytes] : ranges) {
+    allocated += bytes.size();
+  }
+  const std::uint64_t metadata = 40 + 16 * ranges.size();
+  const std::uint64_t padding = 131072 - metadata % 131072;
+  for (const std::uint64_t word : {metadata, disk_size, allocated, std::uint64_t{ranges.size()}, padding}) {
+    append(word);
+  }
+  for (const auto& [offset, bytes] : ranges) {
+    append(offset);
+    append(bytes.size());
+    data += bytes;
+  }
+  return table.append(padding, '\0').append(data);
+}
+
+std::string Data(std::size_t size, unsigned seed) {
+  std::string bytes(size, '\0');
+  std::uint32_t state = seed;
+  for (char& byte : bytes) {
+    state = state * 1664525 + 1013904223;
+    byte = static_cast<char>(state >> 24U);
+  }
+  return bytes;
+}
+
+void RestoreTest::StartRestore(const Settings& settings) {
+  Start(settings);
+  table->close_server(server);
+  log.session().session_kind = AAPI_SESSION_RESTORE;
+  const aapi_credentials_v1_t user{};
+  const std::string name = "azurestack:" + simulator.management_host();
+  EXPECT_EQ(table->open_server(&log.session(), name.c_str(), &user, &server), azurestackpi::kOk);
+}
+
+Status RestoreTest::Ask(const std::string& path) { return table->get_object_prop_byname(server, path.c_str(), &info); }
+
+Status RestoreTest::Restore(const std::string& path, const std::string& bytes, std::uint64_t piece) {
+  static_cast<void>(Ask(path));
+  aapi_object_t* object = nullptr;
+  Status status = table->create_object(server, path.c_str(), nullptr, &object);
+  EXPECT_EQ(status == azurestackpi::kOk, object != nullptr);
+  if (object == nullptr) {
+    return status;
+  }
+  for (std::uint64_t at = 0; at < bytes.size() && status == azurestackpi::kOk; at += piece) {
+    const std::uint64_t length = std::min<std::uint64_t>(piece, bytes.size() - at);
+    std::uint64_t count = 0;
+    status = table->write_object(object, bytes.data() + at, length, at, &count);
+    EXPECT_TRUE(status != azurestackpi::kOk || count == length);
+    if (piece < 512 && status == azurestackpi::kOk && log.lines().size() > 10'000) {
+      log.clear();
+    }
+  }
+  const Status closed = table->close_object(object);
+  EXPECT_TRUE(status == azurestackpi::kOk || closed != azurestackpi::kOk) << "closed as if it were whole";
+  return status == azurestackpi::kOk ? closed : status;
+}
+
+std::string RestoreTest::PathOf(const sim::Blob& blob) const {
+  return "/" + subscription + "/Data_RG.1/DB-01/" + blob.account + ".blob." + world.region + "." + world.domain + ":" +
+         std::to_string(proxy.port()) + "/" + blob.container + "/" + blob.name;
+}
+
+std::string RestoreTest::ManagedPath(const std::string& disk) const {
+  return "/" + subscription + "/web-rg/web-01/ManagedDisks:Premium_LRS/web-rg/" + own_name + disk;
+}
+
+Texts RestoreTest::BlobNames(const std::string& container, const std::string& prefix) {
+  const std::string connection = "DefaultEndpointsProtocol=http;AccountName=" + account +
+                                 ";AccountKey=" + azurite::key(account) + ";EndpointSuffix=" + world.region + "." +
+                                 world.domain + ":" + std::to_string(azurite::port());
+  azurestoragewrapper::BlobClient client{azurestoragewrapper::BlobAccess(connection, container, ""), {}};
+  Texts names;
+  for (const azurestoragewrapper::BlobItem& item : azurestoragewrapper::list_blobs(client, prefix, "").items) {
+    names.push_back(item.name);
+  }
+  return names;
+}
+
+std::string RestoreTest::ImageOfBlob(const sim::Blob& blob) {
+  Ranges ranges;
+  for (const sim::ByteRange& range : blob_client.ranges(blob)) {
+    const std::string bytes = blob_client.read(blob, range.offset, range.size);
+    const bool touches = !ranges.empty() && ranges.rbegin()->first + ranges.rbegin()->second.size() ==
+                                                static_cast<std::uint64_t>(range.offset);
+    if (touches) {
+      ranges.rbegin()->second += bytes;
+    } else {
+      ranges.emplace(range.offset, bytes);
+    }
+  }
+  return MakeImage(static_cast<std::uint64_t>(blob_client.size_of(blob)), ranges);
+}
+
+}  // namespace backup_test

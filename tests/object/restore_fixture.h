@@ -1,0 +1,49 @@
+// A host that gives objects back in restore sessions of the demonstration world.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "tests/object/backup_fixture.h"
+
+namespace backup_test {
+
+/// The data of each range of a disk, by its offset.
+using Ranges = std::map<std::uint64_t, std::string>;
+
+/// A disk's stream: of a disk of that size that holds those ranges.
+std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges);
+
+/// Bytes that differ from place to place and are nowhere a page of zeros.
+std::string Data(std::size_t size, unsigned seed = 1);
+
+class RestoreTest : public BackupTest {
+ protected:
+  /// Opens the server anew for a restore.
+  void StartRestore(const Settings& settings = {});
+
+  /// get_object_prop_byname.
+  Status Ask(const std::string& path);
+
+  /// Asks for the object, creates it, writes the bytes in pieces of that size and closes it. A failed write ends the
+  /// writing. Returns the first failure of creation, writes and close; close may not succeed after another one.
+  Status Restore(const std::string& path, const std::string& bytes, std::uint64_t piece = 8 * kMiB);
+
+  /// Path of an unmanaged disk of DB-01 at that blob, and of a managed disk of web-01 of the test's own.
+  std::string PathOf(const sim::Blob& blob) const;
+  std::string ManagedPath(const std::string& disk) const;
+
+  /// Names in a container of the account of DB-01's disk that begin so.
+  Texts BlobNames(const std::string& container, const std::string& prefix = "");
+
+  /// The stream that a backup of the blob would be now.
+  std::string ImageOfBlob(const sim::Blob& blob);
+
+  /// Whether an error line holds the text.
+  bool TellsError(const std::string& text) const { return log.contains(4, text); }
+
+  const std::string account = "demodisks1";
+  const std::string own_name = azurite::new_container_name();  // of disks that no other test has
+};
+
+}  // namespace backup_test
