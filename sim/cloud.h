@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "sim/clock.h"
 #include "sim/disk_store.h"
@@ -38,5 +40,12 @@ std::string blob_endpoint(const Cloud& cloud, const std::string& account);
 
 /// "https://disks1.blob.local.azurestack.localhost:10000/vhds/web-01.vhd"
 std::string blob_address(const Cloud& cloud, const Blob& blob);
+
+/// The storage account whose blob service an address leads to, in either scheme and with or without a port; null when
+/// the world has none of that host.
+const Named<StorageAccount>::value_type* account_at(const World& world, std::string_view address);
+
+/// The blob of such an account that an address names; none when it does not.
+std::optional<Blob> blob_at(const World& world, std::string_view address);
 
 }  // namespace sim

@@ -1,13 +1,13 @@
 #include "sim/disk_routes.h"
 
 #include <optional>
-#include <string_view>
 #include <utility>
 
 #include "sim/disk_json.h"
 #include "sim/disk_list.h"
 #include "sim/disk_request.h"
 #include "sim/operation_routes.h"
+#include "sim/request_body.h"
 #include "sim/scope.h"
 
 namespace sim {
@@ -38,32 +38,15 @@ Response remove(Cloud& cloud, const Call& call) {
   const std::string container = disk.container;
   scope.group.disks.erase(found);
   remove_unused_data(cloud, container);
-  return accepted_response(cloud, call, scope.subscription, start_operation(cloud, scope.subscription, std::nullopt));
-}
-
-/// The blob that an address of one of the world's accounts names, in either scheme and with or without a port.
-std::optional<Blob> blob_at(const World& world, std::string_view address) {
-  const std::size_t scheme = address.find("://");
-  if (scheme == std::string_view::npos) return std::nullopt;
-  address.remove_prefix(scheme + 3);
-  const std::size_t path = address.find('/');
-  const std::size_t name = path == std::string_view::npos ? path : address.find('/', path + 1);
-  if (name == std::string_view::npos || name + 1 == address.size()) return std::nullopt;
-  const std::string_view authority = address.substr(0, path);
-  const std::string_view host = authority.substr(0, authority.find(':'));
-  const auto account = world.storage_accounts.find(std::string(host.substr(0, host.find('.'))));
-  if (account == world.storage_accounts.end()) return std::nullopt;
-  if (!equal_ignoring_case(host, account->first + ".blob." + account->second.endpoint_suffix)) return std::nullopt;
-  return Blob{account->first, percent_decoded(address.substr(path + 1, name - path - 1)),
-              percent_decoded(address.substr(name + 1))};
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, disk_operation));
 }
 
 /// Throws Refusal when the body's source is no blob of the account that it names.
 Blob source_blob(const World& world, const DiskRequest& request) {
   const std::optional<Blob> blob = blob_at(world, request.source_uri);
   if (!blob) {
-    throw Refusal(400, "InvalidParameter",
-                  "The value '" + request.source_uri + "' of parameter 'creationData.sourceUri' is no blob's address.");
+    throw bad_parameter("The value '" + request.source_uri +
+                        "' of parameter 'creationData.sourceUri' is no blob's address.");
   }
   if (request.storage_account_id.empty()) return *blob;
   const StorageAccount& account = world.storage_accounts.at(blob->account);
@@ -72,9 +55,8 @@ Blob source_blob(const World& world, const DiskRequest& request) {
                     equal_ignoring_case(id->subscription_id, account.subscription_id) &&
                     equal_ignoring_case(id->group, account.group) && equal_ignoring_case(id->name, blob->account);
   if (same) return *blob;
-  throw Refusal(400, "InvalidParameter",
-                "The value '" + request.storage_account_id +
-                    "' of parameter 'creationData.storageAccountId' is not the account of the source blob.");
+  throw bad_parameter("The value '" + request.storage_account_id +
+                      "' of parameter 'creationData.storageAccountId' is not the account of the source blob.");
 }
 
 /// Makes the data; what keeps it from that ends the operation rather than the request.
@@ -96,11 +78,10 @@ Response create(Cloud& cloud, const Call& call) {
   const GroupScope scope = group_of(cloud, call);
   const DiskRequest request = disk_request(cloud, scope, call);
   if (!equal_ignoring_case(request.create_option, "Import")) {
-    throw Refusal(
-        400, "InvalidParameter",
-        "The value '" + request.create_option + "' of parameter 'creationData.createOption' is not supported.");
+    throw bad_parameter("The value '" + request.create_option +
+                        "' of parameter 'creationData.createOption' is not supported.");
   }
-  if (request.size_gb == 0) throw Refusal(400, "InvalidParameter", "Required parameter 'diskSizeGB' is missing.");
+  if (request.size_gb == 0) throw bad_parameter("Required parameter 'diskSizeGB' is missing.");
   const Blob source = source_blob(cloud.world, request);
   const std::string& name = call.path.at("name");
   if (scope.group.disks.count(name) != 0) throw Refusal(409, "Conflict", "Disk " + name + " exists already.");
@@ -111,11 +92,11 @@ Response create(Cloud& cloud, const Call& call) {
                                    .created = cloud.clock.now(),
                                    .source_uri = request.source_uri}};
   const std::optional<OperationError> error = import_data(*cloud.disks, source, disk.second);
-  disk.second.operation =
-      start_operation(cloud, scope.subscription, error ? std::nullopt : std::optional(disk_json(scope, disk)), error);
+  disk.second.operation = start_operation(cloud, scope.subscription, disk_operation,
+                                          error ? std::nullopt : std::optional(disk_json(scope, disk)), error);
   const std::string operation = disk.second.operation;
   if (!error) scope.group.disks.insert(std::move(disk));
-  return accepted_response(cloud, call, scope.subscription, operation,
+  return accepted_response(cloud, call, operation,
                            accepted_json(request, {{"createOption", "Import"}, {"sourceUri", request.source_uri}}));
 }
 
@@ -123,23 +104,16 @@ Response create(Cloud& cloud, const Call& call) {
 
 void add_disk_routes(RouteTable& routes, Cloud& cloud) {
   const std::string group = group_path(resource_type::disk);
-  const auto add = [&](const char* method, const std::string& path, Response (*answer)(Cloud&, const Call&)) {
-    routes.add({.service = Service::management,
-                .method = method,
-                .path = path,
-                .answer = [&cloud, answer](const Call& call) { return answer(cloud, call); },
-                .api_versions = disk_versions,
-                .resource_type = resource_type::disk});
-  };
+  ProviderRoutes provider(routes, cloud, resource_type::disk, api_versions::disks);
   const auto list = [](Cloud& in, const Call& call) { return disk_list(in, call, &ResourceGroup::disks, disk_json); };
-  add("GET", "/subscriptions/{subscriptionId}/providers/" + resource_type::disk, list);
-  add("GET", group, list);
-  add("GET", group + "/{name}", [](Cloud& in, const Call& call) {
+  provider.add("GET", "/subscriptions/{subscriptionId}/providers/" + resource_type::disk, list);
+  provider.add("GET", group, list);
+  provider.add("GET", group + "/{name}", [](Cloud& in, const Call& call) {
     const GroupScope scope = group_of(in, call);
     return printed_json_response(200, disk_json(scope, disk_of(in, scope, call)));
   });
-  add("PUT", group + "/{name}", create);
-  add("DELETE", group + "/{name}", remove);
+  provider.add("PUT", group + "/{name}", create);
+  provider.add("DELETE", group + "/{name}", remove);
 }
 
 }  // namespace sim

@@ -121,7 +121,7 @@ Response checked_response(const RouteTable::Match& match) {
   try {
     return match.route->answer(match.call);
   } catch (const Refusal& refusal) {
-    return error_response(refusal.status(), refusal.code(), refusal.what());
+    return error_response(refusal.status(), refusal.code(), refusal.what(), refusal.target());
   }
 }
 

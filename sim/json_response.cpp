@@ -1,6 +1,7 @@
 #include "sim/json_response.h"
 
 #include <string_view>
+#include <utility>
 
 namespace sim {
 namespace {
@@ -45,8 +46,11 @@ Response printed_json_response(int status, const Json& body) {
   return response_with(status, std::move(text));
 }
 
-Response error_response(int status, const std::string& code, const std::string& message) {
-  return json_response(status, {{"error", {{"code", code}, {"message", message}}}});
+Response error_response(int status, const std::string& code, const std::string& message, const std::string& target) {
+  Json error = {{"code", code}};
+  if (!target.empty()) error["target"] = target;
+  error["message"] = message;
+  return json_response(status, {{"error", std::move(error)}});
 }
 
 }  // namespace sim

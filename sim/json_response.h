@@ -18,7 +18,9 @@ Response json_response(int status, const Json& body);
 /// each level, but everything below "networkProfile" on one line, the way it came from the other provider.
 Response printed_json_response(int status, const Json& body);
 
-/// {"error":{"code":...,"message":...}}, the form of Resource Manager and its providers.
-Response error_response(int status, const std::string& code, const std::string& message);
+/// {"error":{"code":...,"message":...}}, the form of Resource Manager and its providers; "target" stands between the
+/// two when there is one.
+Response error_response(int status, const std::string& code, const std::string& message,
+                        const std::string& target = "");
 
 }  // namespace sim

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <limits>
-#include <stdexcept>
 
 namespace sim {
 
-ObjectReader::ObjectReader(const Json& value, std::string place) : value_(value), place_(std::move(place)) {
+ObjectReader::ObjectReader(const Json& value, std::string place, Form form)
+    : value_(value), place_(std::move(place)), form_(form) {
   if (!value_.is_object()) fail("", "an object is needed");
 }
 
@@ -28,8 +29,9 @@ std::string ObjectReader::text(const std::string& name, const std::string& fallb
 }
 
 std::string ObjectReader::word(const std::string& name, std::initializer_list<const char*> words) {
-  std::string value = text(name, *words.begin());
-  if (std::find(words.begin(), words.end(), value) != words.end()) return value;
+  const std::string value = text(name, *words.begin());
+  const auto found = std::find_if(words.begin(), words.end(), [&](const char* word) { return same_name(value, word); });
+  if (found != words.end()) return *found;
   std::string list;
   for (const char* known : words) list += (list.empty() ? "" : ", ") + std::string(known);
   fail(name, "must be one of " + list);
@@ -52,17 +54,17 @@ std::int64_t ObjectReader::positive_number(const std::string& name) {
 std::int64_t ObjectReader::positive_number(const std::string& name, std::int64_t fallback) {
   const Json* member = find(name);
   if (member == nullptr) return fallback;
-  if (!member->is_number_integer() || member->get<std::int64_t>() <= 0) fail(name, "must be a whole number above 0");
-  return member->get<std::int64_t>();
+  const std::int64_t value = whole_number(*member);
+  if (value <= 0) fail(name, "must be a whole number above 0");
+  return value;
 }
 
 int ObjectReader::number(const std::string& name, int fallback) {
   const Json* member = find(name);
   if (member == nullptr) return fallback;
-  const bool good = member->is_number_unsigned() &&
-                    member->get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<int>::max());
-  if (!good) fail(name, "must be a whole number from 0 on");
-  return member->get<int>();
+  const std::int64_t value = whole_number(*member);
+  if (value < 0 || value > std::numeric_limits<int>::max()) fail(name, "must be a whole number from 0 on");
+  return static_cast<int>(value);
 }
 
 bool ObjectReader::flag(const std::string& name, bool fallback) {
@@ -102,7 +104,7 @@ std::vector<ObjectReader> ObjectReader::objects(const std::string& name) {
   if (member == nullptr) return readers;
   if (!member->is_array()) fail(name, "must be an array");
   for (const Json& element : *member) {
-    readers.emplace_back(element, path(name) + "[" + std::to_string(readers.size()) + "]");
+    readers.emplace_back(element, path(name) + "[" + std::to_string(readers.size()) + "]", form_);
   }
   return readers;
 }
@@ -114,21 +116,53 @@ void ObjectReader::each(const std::string& name, const std::function<void(Object
   }
 }
 
+bool ObjectReader::section(const std::string& name, const std::function<void(ObjectReader&)>& read) {
+  const Json* member = find(name);
+  if (member == nullptr) return false;
+  ObjectReader reader(*member, path(name), form_);
+  read(reader);
+  reader.finish();
+  return true;
+}
+
 void ObjectReader::finish() const {
   for (const auto& member : value_.items()) {
-    if (known_.count(member.key()) == 0) fail(member.key(), "is not known");
+    const bool known = std::any_of(known_.begin(), known_.end(),
+                                   [&](const std::string& name) { return same_name(name, member.key()); });
+    if (!known) fail(member.key(), "is not known");
   }
 }
 
 void ObjectReader::fail(const std::string& name, const std::string& what) const {
   const std::string where = path(name);
-  throw std::runtime_error((where.empty() ? "the file" : where) + ": " + what);
+  const char* whole = form_ == Form::file ? "the file" : "the request";
+  throw ObjectError((where.empty() ? std::string(whole) : where) + ": " + what);
+}
+
+bool ObjectReader::same_name(const std::string& left, const std::string& right) const {
+  return form_ == Form::file ? left == right : equal_ignoring_case(left, right);
+}
+
+const ObjectReader::Json* ObjectReader::member(const std::string& name) const {
+  for (const auto& item : value_.items()) {
+    if (!same_name(item.key(), name)) continue;
+    return form_ == Form::request && item.value().is_null() ? nullptr : &item.value();
+  }
+  return nullptr;
 }
 
 const ObjectReader::Json* ObjectReader::find(const std::string& name) {
   known_.insert(name);
-  const auto member = value_.find(name);
-  return member == value_.end() ? nullptr : &*member;
+  return member(name);
+}
+
+/// -1 for what is no whole number, or a negative one, or one beyond what fits.
+std::int64_t ObjectReader::whole_number(const Json& value) const {
+  if (!value.is_number_integer() && !(form_ == Form::request && value.is_string())) return -1;
+  const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+  std::int64_t number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  return read.ec == std::errc() && read.ptr == text.data() + text.size() ? number : -1;
 }
 
 std::string ObjectReader::path(const std::string& name) const {

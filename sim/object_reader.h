@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,17 +16,27 @@
 
 namespace sim {
 
+/// The place of a member and what is wrong there.
+class ObjectError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// A JSON object with its place in the file. The members asked for are remembered, so that finish() can refuse the
-/// rest: a misspelt member must not silently leave its default. Everything throws std::runtime_error with the place and
-/// what is wrong there. The JSON value must outlive the reader.
+/// rest: a misspelt member must not silently leave its default. Everything throws ObjectError. The JSON value must
+/// outlive the reader.
 class ObjectReader {
  public:
   using Json = nlohmann::ordered_json;  // tags keep their order
 
-  ObjectReader(const Json& value, std::string place);
+  /// The body of a request is read as the services do: names and words count in either case, null stands for an absent
+  /// member, and a number may be a text.
+  enum class Form { file, request };
+
+  ObjectReader(const Json& value, std::string place, Form form = Form::file);
 
   /// Whether the member is there; it stays unknown to finish().
-  bool has(const std::string& name) const { return value_.contains(name); }
+  bool has(const std::string& name) const { return member(name) != nullptr; }
 
   /// A text that is not empty; the first form wants it to be there.
   std::string text(const std::string& name);
@@ -63,13 +74,14 @@ class ObjectReader {
   /// None when the member is absent.
   template <typename Element>
   std::optional<Element> object(const std::string& name, const std::function<Element(ObjectReader&)>& read) {
-    const Json* member = find(name);
-    if (member == nullptr) return std::nullopt;
-    ObjectReader reader(*member, path(name));
-    Element element = read(reader);
-    reader.finish();
+    std::optional<Element> element;
+    section(name, [&](ObjectReader& reader) { element = read(reader); });
     return element;
   }
+
+  /// Calls `read` for the member, an object, and refuses members of it that it did not ask for; false when it is
+  /// absent.
+  bool section(const std::string& name, const std::function<void(ObjectReader&)>& read);
 
   /// Calls `read` for each object of the array and refuses members that it did not ask for.
   void each(const std::string& name, const std::function<void(ObjectReader&)>& read);
@@ -83,11 +95,15 @@ class ObjectReader {
   [[noreturn]] void fail(const std::string& name, const std::string& what) const;
 
  private:
+  bool same_name(const std::string& left, const std::string& right) const;
+  const Json* member(const std::string& name) const;
   const Json* find(const std::string& name);
+  std::int64_t whole_number(const Json& value) const;
   std::string path(const std::string& name) const;
 
   const Json& value_;
   std::string place_;
+  Form form_;
   std::set<std::string> known_;
 };
 

@@ -5,10 +5,18 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sim/json_response.h"
 
 namespace sim {
+
+/// Where the operations of a provider are followed, and what is told of them there.
+struct OperationKind {
+  std::string type = {};  // "Microsoft.Compute/locations/DiskOperations"
+  std::vector<std::string> api_versions = {};
+  bool in_detail = true;  // times, name, error and output, or nothing but the status
+};
 
 struct OperationError {
   std::string code;
@@ -17,6 +25,7 @@ struct OperationError {
 
 /// What the request comes to is known from its start; the client learns it at the end.
 struct Operation {
+  const OperationKind* kind = nullptr;
   std::string subscription_id = {};
   std::optional<Json> output = {};  // of an operation that makes something
   std::optional<OperationError> error = {};
@@ -30,6 +39,9 @@ class OperationStore {
  public:
   /// Returns the operation's id.
   std::string add(Operation operation);
+
+  /// The id must be one that add() returned.
+  const Operation& at(const std::string& id) const { return operations_.at(id); }
 
   /// What a poll sees; null when there is none of that id.
   const Operation* poll(const std::string& id, std::int64_t now);

@@ -9,6 +9,7 @@
 #include "sim/disk_request.h"
 #include "sim/operation_routes.h"
 #include "sim/random_text.h"
+#include "sim/request_body.h"
 #include "sim/scope.h"
 
 namespace sim {
@@ -27,12 +28,11 @@ NamedSnapshot& snapshot_of(Cloud& cloud, const GroupScope& scope, const Call& ca
 const ManagedDisk& source_disk(const Cloud& cloud, const GroupScope& scope, const DiskRequest& request) {
   const std::optional<ResourceId> id = parse_resource_id(request.source_id);
   if (!id || !equal_ignoring_case(id->type, resource_type::disk)) {
-    throw Refusal(
-        400, "InvalidParameter",
-        "The value '" + request.source_id + "' of parameter 'creationData.sourceResourceId' is no disk's id.");
+    throw bad_parameter("The value '" + request.source_id +
+                        "' of parameter 'creationData.sourceResourceId' is no disk's id.");
   }
   if (!equal_ignoring_case(id->subscription_id, scope.subscription.id)) {
-    throw Refusal(400, "InvalidParameter", "The disk '" + request.source_id + "' is in another subscription.");
+    throw bad_parameter("The disk '" + request.source_id + "' is in another subscription.");
   }
   const auto& groups = scope.subscription.resource_groups;
   const auto group = groups.find(id->group);
@@ -43,9 +43,8 @@ const ManagedDisk& source_disk(const Cloud& cloud, const GroupScope& scope, cons
   }
   if (disk == nullptr) throw Refusal(404, "NotFound", "Disk " + id->name + " is not found.");
   if (!equal_ignoring_case(disk->location, request.location)) {
-    throw Refusal(400, "InvalidParameter",
-                  "The disk " + id->name + " is in location '" + disk->location + "', the snapshot is asked for in '" +
-                      request.location + "'.");
+    throw bad_parameter("The disk " + id->name + " is in location '" + disk->location +
+                        "', the snapshot is asked for in '" + request.location + "'.");
   }
   return *disk;
 }
@@ -72,9 +71,8 @@ Response create(Cloud& cloud, const Call& call) {
   const GroupScope scope = group_of(cloud, call);
   const DiskRequest request = disk_request(cloud, scope, call);
   if (!equal_ignoring_case(request.create_option, "copy")) {
-    throw Refusal(
-        400, "InvalidParameter",
-        "The value '" + request.create_option + "' of parameter 'creationData.createOption' is not supported.");
+    throw bad_parameter("The value '" + request.create_option +
+                        "' of parameter 'creationData.createOption' is not supported.");
   }
   const ManagedDisk& disk = source_disk(cloud, scope, request);
   const std::string& name = call.path.at("name");
@@ -86,24 +84,24 @@ Response create(Cloud& cloud, const Call& call) {
                   "Changing property 'creationData.sourceResourceId' of snapshot " + found->first + " is not allowed.");
   }
   const std::string operation =
-      start_operation(cloud, scope.subscription, snapshot_json(scope, *found, cloud.clock.now()));
+      start_operation(cloud, scope.subscription, disk_operation, snapshot_json(scope, *found, cloud.clock.now()));
   if (found->second.operation.empty()) found->second.operation = operation;
-  return accepted_response(cloud, call, scope.subscription, operation,
+  return accepted_response(cloud, call, operation,
                            accepted_json(request, {{"createOption", "Copy"}, {"sourceResourceId", request.source_id}}));
 }
 
+/// Reads the body, in seconds.
 std::int64_t access_duration(const Call& call) {
-  const Json body = request_json(call);
-  const Json* access = find_member(body, "access");
-  if (access == nullptr || !access->is_string() || !equal_ignoring_case(access->get<std::string>(), "Read")) {
-    throw Refusal(400, "InvalidParameter", "The value of parameter 'access' is invalid. Snapshots can be read only.");
-  }
-  const Json* duration = find_member(body, "durationInSeconds");
+  std::int64_t duration = 0;
+  read_body(call, [&duration](ObjectReader& body) {
+    if (!equal_ignoring_case(body.text("access", ""), "Read")) {
+      throw bad_parameter("The value of parameter 'access' is invalid. Snapshots can be read only.", "access");
+    }
+    duration = body.positive_number("durationInSeconds");
+  });
   constexpr std::int64_t longest = 0xffffffff;
-  if (duration == nullptr || !duration->is_number_unsigned() || *duration < 1 || *duration > longest) {
-    throw Refusal(400, "InvalidParameter", "The value of parameter 'durationInSeconds' is invalid.");
-  }
-  return duration->get<std::int64_t>();
+  if (duration <= longest) return duration;
+  throw bad_parameter("The value of parameter 'durationInSeconds' is invalid.", "durationInSeconds");
 }
 
 void end_access(Cloud& cloud, Snapshot& snapshot) {
@@ -123,14 +121,14 @@ Response begin_get_access(Cloud& cloud, const Call& call) {
   snapshot.access = SnapshotAccess{new_guid(), cloud.clock.now() + duration};
   const Json output = {{"accessSAS", cloud.disks->grant(snapshot.container, snapshot.data,
                                                         {snapshot.access->policy, snapshot.access->expiry})}};
-  return accepted_response(cloud, call, scope.subscription, start_operation(cloud, scope.subscription, output));
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, disk_operation, output));
 }
 
 /// Without access there is nothing to do, and that succeeds too.
 Response end_get_access(Cloud& cloud, const Call& call) {
   const GroupScope scope = group_of(cloud, call);
   end_access(cloud, snapshot_of(cloud, scope, call).second);
-  return accepted_response(cloud, call, scope.subscription, start_operation(cloud, scope.subscription, std::nullopt));
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, disk_operation));
 }
 
 Response remove(Cloud& cloud, const Call& call) {
@@ -150,36 +148,29 @@ Response remove(Cloud& cloud, const Call& call) {
   const std::string container = found->second.container;
   scope.group.snapshots.erase(found);
   remove_unused_data(cloud, container);
-  return accepted_response(cloud, call, scope.subscription, start_operation(cloud, scope.subscription, std::nullopt));
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, disk_operation));
 }
 
 }  // namespace
 
 void add_snapshot_routes(RouteTable& routes, Cloud& cloud) {
   const std::string group = group_path(resource_type::snapshot);
-  const auto add = [&](const char* method, const std::string& path, Response (*answer)(Cloud&, const Call&)) {
-    routes.add({.service = Service::management,
-                .method = method,
-                .path = path,
-                .answer = [&cloud, answer](const Call& call) { return answer(cloud, call); },
-                .api_versions = disk_versions,
-                .resource_type = resource_type::snapshot});
-  };
+  ProviderRoutes provider(routes, cloud, resource_type::snapshot, api_versions::disks);
   const auto list = [](Cloud& in, const Call& call) {
     return disk_list(in, call, &ResourceGroup::snapshots, [&in](const GroupScope& scope, const NamedSnapshot& named) {
       return snapshot_json(scope, named, in.clock.now());
     });
   };
-  add("GET", "/subscriptions/{subscriptionId}/providers/" + resource_type::snapshot, list);
-  add("GET", group, list);
-  add("GET", group + "/{name}", [](Cloud& in, const Call& call) {
+  provider.add("GET", "/subscriptions/{subscriptionId}/providers/" + resource_type::snapshot, list);
+  provider.add("GET", group, list);
+  provider.add("GET", group + "/{name}", [](Cloud& in, const Call& call) {
     const GroupScope scope = group_of(in, call);
     return printed_json_response(200, snapshot_json(scope, snapshot_of(in, scope, call), in.clock.now()));
   });
-  add("PUT", group + "/{name}", create);
-  add("DELETE", group + "/{name}", remove);
-  add("POST", group + "/{name}/beginGetAccess", begin_get_access);
-  add("POST", group + "/{name}/endGetAccess", end_get_access);
+  provider.add("PUT", group + "/{name}", create);
+  provider.add("DELETE", group + "/{name}", remove);
+  provider.add("POST", group + "/{name}/beginGetAccess", begin_get_access);
+  provider.add("POST", group + "/{name}/endGetAccess", end_get_access);
 }
 
 }  // namespace sim

@@ -1,13 +1,12 @@
 #include "sim/storage_routes.h"
 
 #include "sim/list_page.h"
+#include "sim/provider_routes.h"
 #include "sim/resource_json.h"
 #include "sim/scope.h"
 
 namespace sim {
 namespace {
-
-const std::vector<std::string> versions = {"2016-01-01", "2017-10-01", "2019-06-01"};
 
 using NamedAccount = Named<StorageAccount>::value_type;
 
@@ -60,18 +59,9 @@ Response key_list(Cloud& cloud, const Call& call) {
 }  // namespace
 
 void add_storage_routes(RouteTable& routes, Cloud& cloud) {
-  routes.add({.service = Service::management,
-              .method = "GET",
-              .path = "/subscriptions/{subscriptionId}/providers/" + resource_type::storage_account,
-              .answer = [&cloud](const Call& call) { return account_list(cloud, call); },
-              .api_versions = versions,
-              .resource_type = resource_type::storage_account});
-  routes.add({.service = Service::management,
-              .method = "POST",
-              .path = group_path(resource_type::storage_account) + "/{name}/listkeys",
-              .answer = [&cloud](const Call& call) { return key_list(cloud, call); },
-              .api_versions = versions,
-              .resource_type = resource_type::storage_account});
+  ProviderRoutes provider(routes, cloud, resource_type::storage_account, api_versions::storage);
+  provider.add("GET", "/subscriptions/{subscriptionId}/providers/" + resource_type::storage_account, account_list);
+  provider.add("POST", group_path(resource_type::storage_account) + "/{name}/listkeys", key_list);
 }
 
 }  // namespace sim
