@@ -88,6 +88,7 @@ Status OrderDisks(const vm_details_t& saved, const std::vector<RestoredDisk>& re
   const FunctionLog log(__func__);
   const std::vector<SavedDisk> saved_disks = SavedDisks(saved.m_storage_profile);
   std::vector<PlacedDisk> placed;
+  placed.reserve(restored.size());
   for (const RestoredDisk& disk : restored) {
     placed.push_back({PlaceOf(WithoutEndSlash(disk.path), saved_disks), &disk});
   }

@@ -62,6 +62,10 @@ Status TakeFound(const FunctionLog& log, const NetworkKind& kind, const std::vec
   }
   const bool in_group = EqualIgnoringCase(GroupOf(found), env.m_resource_group);
   log.flow("Found %s=[%s] in target Subscription%s.", kind.word, found.c_str(), in_group ? " & RG" : "");
+  if (!EqualIgnoringCase(name, LastPathComponent(found))) {
+    log.error("%s \"%s\" is not known in the target subscription; %s takes its place", kind.missing, name.c_str(),
+              found.c_str());
+  }
   id = found;
   name = LastPathComponent(found);
   return kOk;
@@ -110,8 +114,6 @@ Status FindNetworks(const FunctionLog& log, const aapi_pgn_server_handle_s& serv
   return status == kOk ? FindNsg(log, networks, env, network) : status;
 }
 
-// Target.
-
 Status CheckNames(const FunctionLog& log, const vm_env_t& env) {
   for (const std::string* const name : {&env.m_subscription_id, &env.m_resource_group, &env.m_vm_name}) {
     if (!IsPathSegment(*name)) {
@@ -122,11 +124,11 @@ Status CheckNames(const FunctionLog& log, const vm_env_t& env) {
   return kOk;
 }
 
-// The resource groups.
+// Resource groups of the networks.
 
 std::string NetworkGroup(const FunctionLog& log, const NetworkKind& kind, const std::string& id,
                          const std::string& name, const std::string& vm_group) {
-  const std::string group = GroupOf(id);
+  std::string group = GroupOf(id);
   if (group.empty()) {
     log.detail("DEBUG RG not foun for %s, RG of the VM", kind.changed);
     return vm_group;

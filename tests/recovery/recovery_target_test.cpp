@@ -112,6 +112,7 @@ TEST_F(RecoveryTarget, FollowsThePathOrTheOperator) {
   for (const char* line :
        {"VMName is required for recovery.", "\"a/../b\" cannot be a subscription",
         "Changing Target Subscription needs additional configuration to be specified during restore.",
+        "Virtual Network \"unknown\" is not known in the target subscription",
         "Failed to find Virtual Network found in target subscription. error=6797"}) {
     EXPECT_TRUE(log.contains(4, line)) << line;
   }
