@@ -1,8 +1,8 @@
 // What a machine's metadata objects make of its configuration, and which targets of disks are refused.
-#include <algorithm>
 
 #include "src/base/text.h"
 #include "src/object/object_maps.h"
+#include "src/object/object_path.h"
 #include "src/object/resource_groups.h"
 #include "src/object/restore_state.h"
 #include "src/object/restored_configuration.h"
@@ -81,12 +81,10 @@ class RestoreTargetTest : public RestoreTest {
                                   : Settings{{"STAGING_STORAGE_ACCOUNTS", c.staging.empty() ? account : c.staging}});
     log.clear();
     std::string vm_path;
-    for (int slashes = 0; const char byte : c.path) {
-      slashes += byte == '/' ? 1 : 0;
-      vm_path += slashes < 4 ? std::string(1, byte) : "";
-    }
+    azurestackpi_get_vmpath(c.path, vm_path);
+    const std::string metadata = vm_path + "/Metadata/";
     for (const std::string& object : SplitText(c.objects, ' ')) {
-      EXPECT_NE(Ask(object == "KEEP" ? vm_path : vm_path + "/Metadata/" + object), kInvalidArgument);
+      EXPECT_NE(Ask(object == "KEEP" ? vm_path : metadata + object), kInvalidArgument);
     }
     EXPECT_EQ(Ask(c.path), kNotFoundYet) << "a refusal is told later";
     const auto refusal = vm_validation_status().find(vm_path);

@@ -78,7 +78,7 @@ TEST_F(RestoreTest, WhatNoDiskHasIsRefusedBeforeAnythingIsMade) {
        {"a table that is only announced", Changed(Changed(image, kCount, std::uint64_t{1} << 50U), kSize, 1ULL << 62U)},
        {"too much padding", Changed(image, kPadding, 131073)},
        {"a range behind the disk", Changed(image, kLength3, 1024)},
-       {"a range whose end overflows", Changed(image, kOffset1, ~std::uint64_t{511})},
+       {"a range whose end overflows", Changed(image, kLength1, ~std::uint64_t{511})},
        {"a range without data", Changed(image, kLength1, 0)},
        {"overlapping ranges", Changed(image, kOffset2, 1024)},
        {"ranges in disorder", Changed(image, kOffset1, 32768)},
