@@ -116,6 +116,18 @@ Response advance_time(Simulator& simulator, const std::string& text) {
   return {.status = 204};
 }
 
+Response disk_digest(const Simulator& simulator, const std::string& disk) {
+  try {
+    const DiskDigest digest = simulator.disk_digest(disk);
+    return json_response(200, {{"sha256", digest.sha256},
+                               {"size", digest.size},
+                               {"dataBytes", digest.data_bytes},
+                               {"allocatedBytes", digest.allocated_bytes}});
+  } catch (const std::exception& error) {
+    return error_response(404, "NoDisk", error.what());
+  }
+}
+
 }  // namespace
 
 void add_control_routes(RouteTable& routes, Simulator& simulator) {
@@ -137,6 +149,10 @@ void add_control_routes(RouteTable& routes, Simulator& simulator) {
                 for (const std::string& request : simulator.unknown_requests()) list.push_back(masked_target(request));
                 return json_response(200, list);
               }});
+  routes.add({Service::control, "GET", "/_sim/state",
+              [&simulator](const Call&) { return json_response(200, Json::parse(simulator.state())); }});
+  routes.add({Service::control, "GET", "/_sim/disk-digest",
+              [&simulator](const Call& call) { return disk_digest(simulator, field(call.query, "disk")); }});
   routes.add({Service::control, "POST", "/_sim/advance-time",
               [&simulator](const Call& call) { return advance_time(simulator, call.request.body); }});
   routes.add({Service::control, "POST", "/_sim/revoke-tokens", [&simulator](const Call&) {

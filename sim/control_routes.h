@@ -9,6 +9,11 @@
 //   DELETE /_sim/requests       forgets it
 //   GET    /_sim/unknown-requests
 //                               method, host and target of each request that nothing answers
+//   GET    /_sim/state          machines, disks, snapshots, network interfaces, public addresses and exports that stand
+//   GET    /_sim/disk-digest?disk=ID
+//                               what a disk holds, by a managed disk's id or a VHD's address:
+//                               {"sha256":"...","size":1073741824,"dataBytes":...,"allocatedBytes":...}; disks of the
+//                               same sha256 and size hold the same
 //   POST   /_sim/revoke-tokens  makes all tokens invalid
 //   POST   /_sim/advance-time   {"seconds":3600} moves the clock forward
 #pragma once

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <thread>
 
 #include "sim/blob_accounts.h"
 #include "sim/disk_content.h"
@@ -15,8 +14,6 @@ namespace sim {
 namespace {
 
 constexpr std::int64_t gib = 1 << 30;
-
-Blob disk_blob(const std::string& container) { return {managed_disk_account, container, "abcd"}; }
 
 /// Calls `work` with the name and the description of every disk that is a VHD.
 template <typename Work>
@@ -34,6 +31,8 @@ void for_each_vhd(const World& world, Work work) {
 }
 
 }  // namespace
+
+Blob DiskStore::data_blob(const std::string& container) { return {managed_disk_account, container, "abcd"}; }
 
 DiskStore::DiskStore(const BlobServer& server, const World& world)
     : server_(server), accounts_(blob_accounts(world)), client_(server, accounts_) {}
@@ -56,7 +55,7 @@ void DiskStore::fill(World& world) {
     for (auto& [group_name, group] : subscription.resource_groups) {
       for (auto& [name, disk] : group.disks) {
         disk.container = new_container();
-        fill_blob(disk_blob(disk.container), name, disk.size_gb, disk.content);
+        fill_blob(data_blob(disk.container), name, disk.size_gb, disk.content);
       }
     }
   }
@@ -78,17 +77,23 @@ std::string DiskStore::new_container() {
   return *containers_.insert(std::move(container)).first;
 }
 
-std::string DiskStore::import(const Blob& vhd, std::int64_t size_gb) {
-  if (!there_is_a_server()) return "";
+std::int64_t DiskStore::vhd_size(const Blob& vhd) {
+  if (!there_is_a_server()) return 0;
   const std::int64_t file_size = client_.size_of(vhd);
   const std::int64_t disk_size = file_size - vhd_footer_size;
   if (disk_size <= 0) throw std::invalid_argument("it is too small");
   const std::string flaw = fixed_vhd_flaw(client_.read(vhd, disk_size, vhd_footer_size), file_size);
   if (!flaw.empty()) throw std::invalid_argument(flaw);
+  return disk_size;
+}
+
+std::string DiskStore::import(const Blob& vhd, std::int64_t size_gb) {
+  if (!there_is_a_server()) return "";
+  const std::int64_t disk_size = vhd_size(vhd);
   const std::int64_t size = size_gb * gib;
   if (disk_size > size) throw std::invalid_argument("it is larger than the disk");
   std::string container = new_container();
-  copy(vhd, disk_blob(container), disk_size, size);
+  copy(vhd, data_blob(container), disk_size, size);
   return container;
 }
 
@@ -107,27 +112,32 @@ void DiskStore::copy(const Blob& source, const Blob& destination, std::int64_t s
 
 std::string DiskStore::snapshot(const std::string& container) {
   if (!there_is_a_server()) return "2018-03-19T01:21:26.0000000Z";
-  // Snapshots are told apart by their time in milliseconds, which the blob server does not make unique.
-  std::this_thread::sleep_until(last_snapshot_ + std::chrono::milliseconds(2));
-  std::string name = client_.create_snapshot(disk_blob(container));
-  last_snapshot_ = std::chrono::steady_clock::now();
-  return name;
+  // Snapshots are told apart by their time in milliseconds, which the blob server does not make unique. Two of the same
+  // millisecond are the same data under the same name: one of them goes, and the next try is later.
+  std::string& last = last_snapshots_[container];
+  std::string name = client_.create_snapshot(data_blob(container));
+  while (name == last) {
+    client_.delete_snapshot(data_blob(container), name);
+    name = client_.create_snapshot(data_blob(container));
+  }
+  return last = name;
 }
 
 void DiskStore::remove_snapshot(const std::string& container, const std::string& snapshot) {
-  if (there_is_a_server()) client_.delete_snapshot(disk_blob(container), snapshot);
+  if (there_is_a_server()) client_.delete_snapshot(data_blob(container), snapshot);
 }
 
 void DiskStore::remove(const std::string& container) {
   if (there_is_a_server()) client_.delete_container(managed_disk_account, container);
   containers_.erase(container);
   policies_.erase(container);
+  last_snapshots_.erase(container);
 }
 
 std::string DiskStore::grant(const std::string& container, const std::string& snapshot, const ReadPolicy& policy) {
   policies_[container].push_back(policy);
   set_policies(container);
-  const Blob blob = disk_blob(container);
+  const Blob blob = data_blob(container);
   const StorageAccount& account = accounts_.at(blob.account);
   const std::string port = there_is_a_server() ? ":" + std::to_string(server_.port) : "";
   return server_.scheme + "://" + blob.account + ".blob." + account.endpoint_suffix + port + "/" + container + "/" +

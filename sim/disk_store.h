@@ -1,7 +1,6 @@
 // The data of disks and snapshots: page blobs in the blob server.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "sim/blob_client.h"
+#include "sim/disk_digest.h"
 #include "sim/world.h"
 
 namespace sim {
@@ -30,9 +30,19 @@ class DiskStore {
   /// already stay as they are.
   void fill(World& world);
 
+  /// The size of the disk in the VHD in bytes; 0 without a blob server. Throws std::invalid_argument when the blob is
+  /// no fixed VHD.
+  std::int64_t vhd_size(const Blob& vhd);
+
   /// A new disk with the data of the VHD; returns its container. Throws std::invalid_argument when the blob is no fixed
   /// VHD of at most `size_gb` GiB.
   std::string import(const Blob& vhd, std::int64_t size_gb);
+
+  /// What the disk of a blob holds; see DiskDigest.
+  DiskDigest digest(const Blob& vhd) { return digest_of(client_, vhd); }
+
+  /// The blob that holds the data of a managed disk.
+  static Blob data_blob(const std::string& container);
 
   /// The data as they are now; returns the name of the snapshot.
   std::string snapshot(const std::string& container);
@@ -58,7 +68,7 @@ class DiskStore {
   BlobClient client_;
   std::set<std::string> containers_;
   std::map<std::string, std::vector<ReadPolicy>> policies_;  // by container
-  std::chrono::steady_clock::time_point last_snapshot_ = {};
+  std::map<std::string, std::string> last_snapshots_;        // by container
 };
 
 }  // namespace sim

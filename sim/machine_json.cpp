@@ -1,5 +1,8 @@
 #include "sim/machine_json.h"
 
+#include <utility>
+
+#include "sim/operation_routes.h"
 #include "sim/resource_id.h"
 #include "sim/resource_json.h"
 
@@ -21,17 +24,23 @@ class MachineDescription {
     if (machine_.os_disk.create_option != "Attach") properties["osProfile"] = os_profile();
     properties["networkProfile"] = network_profile();
     if (machine_.boot_diagnostics) {
-      properties["diagnosticsProfile"] = {
-          {"bootDiagnostics",
-           {{"enabled", machine_.boot_diagnostics->enabled},
-            {"storageUri", blob_endpoint(cloud_, machine_.boot_diagnostics->account)}}}};
+      Json diagnostics = {{"enabled", machine_.boot_diagnostics->enabled}};
+      const std::string& account = machine_.boot_diagnostics->account;
+      if (!account.empty()) diagnostics["storageUri"] = blob_endpoint(cloud_, account);
+      properties["diagnosticsProfile"] = {{"bootDiagnostics", std::move(diagnostics)}};
     }
-    properties["provisioningState"] = "Succeeded";
+    properties["provisioningState"] = is_changing() ? machine_.change->provisioning_state : "Succeeded";
     if (view == InstanceView::included) properties["instanceView"] = instance_view();
     return properties;
   }
 
  private:
+  bool is_changing() const { return machine_.change && in_progress(cloud_, machine_.change->operation); }
+
+  const std::string& power_state() const {
+    return is_changing() && !machine_.change->power_state.empty() ? machine_.change->power_state : machine_.power_state;
+  }
+
   Json storage_profile() const {
     Json profile = Json::object();
     if (machine_.image) {
@@ -90,16 +99,15 @@ class MachineDescription {
     disks.push_back(disk_view(machine_.os_disk));
     for (const MachineDisk& data : machine_.data_disks) disks.push_back(disk_view(data));
     Json statuses = Json::array({provisioning_status()});
-    if (!machine_.power_state.empty()) {
-      statuses.push_back({{"code", "PowerState/" + machine_.power_state},
-                          {"level", "Info"},
-                          {"displayStatus", "VM " + machine_.power_state}});
+    if (!power_state().empty()) {
+      statuses.push_back(
+          {{"code", "PowerState/" + power_state()}, {"level", "Info"}, {"displayStatus", "VM " + power_state()}});
     }
     return {{"vmAgent", agent_view()}, {"disks", std::move(disks)}, {"statuses", std::move(statuses)}};
   }
 
   Json agent_view() const {
-    const bool running = machine_.power_state == "running";
+    const bool running = power_state() == "running";
     const Json status = running ? Json{{"code", "ProvisioningState/succeeded"},
                                        {"level", "Info"},
                                        {"displayStatus", "Ready"},

@@ -1,70 +1,14 @@
 #include "sim/network_routes.h"
 
-#include "sim/derived_text.h"
-#include "sim/json_response.h"
+#include <utility>
+
+#include "sim/network_json.h"
+#include "sim/network_request.h"
+#include "sim/operation_routes.h"
 #include "sim/resource_json.h"
-#include "sim/scope.h"
 
 namespace sim {
 namespace {
-
-const std::vector<std::string> versions = {"2015-06-15", "2017-10-01", "2018-11-01"};
-
-Json ip_configuration(const GroupScope& scope, const std::string& nic_id, const NetworkInterface& nic) {
-  Json properties = {{"provisioningState", "Succeeded"},
-                     {"privateIPAddress", nic.private_address},
-                     {"privateIPAllocationMethod", "Dynamic"}};
-  if (nic.public_address) {
-    properties["publicIPAddress"] = {
-        {"id", resource_id(scope.subscription.id, *nic.public_address, resource_type::public_address)}};
-  }
-  properties["subnet"] = {
-      {"id", resource_id(scope.subscription.id, nic.network, resource_type::network) + "/subnets/" + nic.subnet}};
-  properties["primary"] = true;
-  properties["privateIPAddressVersion"] = "IPv4";
-  return {{"name", "ipconfig1"},
-          {"id", nic_id + "/ipConfigurations/ipconfig1"},
-          {"etag", etag_of(nic_id)},
-          {"properties", std::move(properties)}};
-}
-
-/// A card has an address on the wire only while its machine holds resources of a host.
-bool has_mac_address(const Subscription& subscription, const NetworkInterface& nic) {
-  if (!nic.machine) return false;
-  const auto group = subscription.resource_groups.find(nic.machine->group);
-  if (group == subscription.resource_groups.end()) return false;
-  const auto machine = group->second.machines.find(nic.machine->name);
-  return machine != group->second.machines.end() && machine->second.power_state != "deallocated";
-}
-
-/// Back references come with the group in capitals.
-Json nic_json(const GroupScope& scope, const Named<NetworkInterface>::value_type& named) {
-  const auto& [name, nic] = named;
-  const std::string& subscription_id = scope.subscription.id;
-  const std::string id = resource_id(subscription_id, scope.name, resource_type::nic, name);
-  Json properties = {{"provisioningState", "Succeeded"},
-                     {"resourceGuid", guid_of(id)},
-                     {"ipConfigurations", Json::array({ip_configuration(scope, id, nic)})},
-                     {"dnsSettings", {{"dnsServers", Json::array()}, {"appliedDnsServers", Json::array()}}}};
-  if (has_mac_address(scope.subscription, nic)) properties["macAddress"] = mac_address_of(id);
-  properties["enableIPForwarding"] = false;
-  if (nic.security_group) {
-    properties["networkSecurityGroup"] = {
-        {"id", resource_id(subscription_id, *nic.security_group, resource_type::security_group)}};
-  }
-  properties["primary"] = nic.primary;
-  if (nic.machine) {
-    properties["virtualMachine"] = {{"id", resource_id(subscription_id, upper_case(nic.machine->group),
-                                                       resource_type::machine, nic.machine->name)}};
-  }
-  return {{"name", name},
-          {"id", id},
-          {"etag", etag_of(id)},
-          {"location", nic.location},
-          {"tags", Json::object()},
-          {"properties", std::move(properties)},
-          {"type", resource_type::nic}};
-}
 
 Response subnet_list(Cloud& cloud, const Call& call) {
   const GroupScope scope = group_of(cloud, call);
@@ -85,26 +29,90 @@ Response subnet_list(Cloud& cloud, const Call& call) {
   return printed_json_response(200, {{"value", std::move(subnets)}});
 }
 
+Response nic(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  return printed_json_response(200, nic_json(scope, resource_of(scope.group.nics, call, resource_type::nic)));
+}
+
+/// Of one that is there already, the machine stays.
+Response put_nic(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  auto& nics = scope.group.nics;
+  const auto present = nics.find(call.path.at("name"));
+  const bool is_new = present == nics.end();
+  const std::string name = is_new ? call.path.at("name") : present->first;
+  NetworkInterface made = requested_nic(cloud, scope, call, name);
+  if (!is_new) {
+    made.machine = present->second.machine;
+    made.primary = present->second.primary;
+    if (made.network == present->second.network && made.subnet == present->second.subnet) {
+      made.private_address = present->second.private_address;
+    }
+  }
+  const auto& named = *nics.insert_or_assign(name, std::move(made)).first;
+  return resource_response(cloud, call, start_operation(cloud, scope.subscription, network_operation), is_new,
+                           nic_json(scope, named));
+}
+
+Response remove_nic(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  const auto found = scope.group.nics.find(call.path.at("name"));
+  if (found == scope.group.nics.end()) return {.status = 204};
+  const std::string& subscription_id = scope.subscription.id;
+  if (found->second.machine) {
+    throw Refusal(400, "NicInUse",
+                  "Network Interface " + resource_id(subscription_id, scope.name, resource_type::nic, found->first) +
+                      " is used by existing VM " +
+                      resource_id(subscription_id, *found->second.machine, resource_type::machine) + ".");
+  }
+  scope.group.nics.erase(found);
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, network_operation));
+}
+
+Response public_address(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  return printed_json_response(
+      200, public_address_json(scope, resource_of(scope.group.public_addresses, call, resource_type::public_address)));
+}
+
+Response put_public_address(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  const PublicAddress wanted = requested_public_address(cloud, scope, call);
+  const auto [made, is_new] = scope.group.public_addresses.emplace(call.path.at("name"), wanted);
+  return resource_response(cloud, call, start_operation(cloud, scope.subscription, network_operation), is_new,
+                           public_address_json(scope, *made, AddressState::updating));
+}
+
+Response remove_public_address(Cloud& cloud, const Call& call) {
+  const GroupScope scope = group_of(cloud, call);
+  const auto found = scope.group.public_addresses.find(call.path.at("name"));
+  if (found == scope.group.public_addresses.end()) return {.status = 204};
+  const std::string user = user_of(scope.subscription, {scope.name, found->first});
+  if (!user.empty()) {
+    throw Refusal(400, "PublicIPAddressCannotBeDeleted",
+                  "Public IP address " +
+                      resource_id(scope.subscription.id, scope.name, resource_type::public_address, found->first) +
+                      " can not be deleted since it is still allocated to resource " + user + ".");
+  }
+  scope.group.public_addresses.erase(found);
+  return accepted_response(cloud, call, start_operation(cloud, scope.subscription, network_operation));
+}
+
 }  // namespace
 
 void add_network_routes(RouteTable& routes, Cloud& cloud) {
-  routes.add({.service = Service::management,
-              .method = "GET",
-              .path = group_path(resource_type::nic) + "/{name}",
-              .answer =
-                  [&cloud](const Call& call) {
-                    const GroupScope scope = group_of(cloud, call);
-                    return printed_json_response(
-                        200, nic_json(scope, resource_of(scope.group.nics, call, resource_type::nic)));
-                  },
-              .api_versions = versions,
-              .resource_type = resource_type::nic});
-  routes.add({.service = Service::management,
-              .method = "GET",
-              .path = group_path(resource_type::network) + "/{name}/subnets",
-              .answer = [&cloud](const Call& call) { return subnet_list(cloud, call); },
-              .api_versions = versions,
-              .resource_type = resource_type::subnet});
+  const std::string nic_path = group_path(resource_type::nic) + "/{name}";
+  ProviderRoutes nics(routes, cloud, resource_type::nic, api_versions::network);
+  nics.add("GET", nic_path, nic);
+  nics.add("PUT", nic_path, put_nic);
+  nics.add("DELETE", nic_path, remove_nic);
+  const std::string address_path = group_path(resource_type::public_address) + "/{name}";
+  ProviderRoutes addresses(routes, cloud, resource_type::public_address, api_versions::network);
+  addresses.add("GET", address_path, public_address);
+  addresses.add("PUT", address_path, put_public_address);
+  addresses.add("DELETE", address_path, remove_public_address);
+  ProviderRoutes(routes, cloud, resource_type::subnet, api_versions::network)
+      .add("GET", group_path(resource_type::network) + "/{name}/subnets", subnet_list);
 }
 
 }  // namespace sim

@@ -19,7 +19,9 @@ using Named = std::map<std::string, Resource, LessIgnoringCase>;
 /// Another resource of the same subscription, of a kind that the member's name tells.
 struct Reference {
   std::string group = {};
-  std::string name = {};
+  std::string name = {};  // as created, like the group's
+
+  bool operator==(const Reference&) const = default;
 };
 
 /// Names and values in their order. A resource that never had tags differs from one whose tags are empty.
@@ -41,6 +43,8 @@ struct Blob {
   std::string account = {};
   std::string container = {};
   std::string name = {};
+
+  bool operator==(const Blob&) const = default;
 };
 
 /// A disk as its machine describes it: with either a VHD or a managed disk.
@@ -77,7 +81,14 @@ struct Image {
 
 struct BootDiagnostics {
   bool enabled = true;
-  std::string account = {};
+  std::string account = {};  // may be empty when they are off
+};
+
+/// What a machine shows while an operation on it goes on.
+struct PendingChange {
+  std::string operation = {};
+  std::string provisioning_state = "Updating";
+  std::string power_state = {};
 };
 
 struct Machine {
@@ -94,6 +105,7 @@ struct Machine {
   MachineDisk os_disk = {};
   std::vector<MachineDisk> data_disks = {};
   std::vector<MachineNic> nics = {};
+  std::optional<PendingChange> change = {};  // the last one, which may have ended
 };
 
 struct ManagedDisk {
@@ -135,6 +147,7 @@ struct NetworkInterface {
   Reference network = {};
   std::string subnet = {};
   std::string private_address = {};
+  std::string configuration = "ipconfig1";  // the name of its one IP configuration
   bool primary = true;
   std::optional<Reference> security_group = {};
   std::optional<Reference> public_address = {};

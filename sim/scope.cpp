@@ -22,6 +22,14 @@ GroupScope group_of(Cloud& cloud, const Call& call) {
   throw Refusal(404, "ResourceGroupNotFound", "Resource group '" + name + "' could not be found.");
 }
 
+Refusal reference_not_found(const std::string& id, const std::string& referring_id) {
+  return {
+      400, "InvalidResourceReference",
+      "Resource " + id + " referenced by resource " + referring_id +
+          " was not found. Please make sure that the referenced resource exists, and that both resources are in the "
+          "same region."};
+}
+
 Refusal resource_not_found(const Call& call, const std::string& type) {
   return {404, "ResourceNotFound",
           "The Resource '" + type + "/" + call.path.at("name") + "' under resource group '" + call.path.at("group") +

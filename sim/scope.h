@@ -1,7 +1,9 @@
 // What the path of a request names: its subscription, its resource group and the resource in it.
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "sim/cloud.h"
 #include "sim/refusal.h"
@@ -22,6 +24,32 @@ struct GroupScope {
 
 /// The route's {subscriptionId} and {group}. Throws Refusal (404 SubscriptionNotFound, ResourceGroupNotFound).
 GroupScope group_of(Cloud& cloud, const Call& call);
+
+/// A resource that an id names.
+template <typename Resource>
+struct Located {
+  Reference place;  // names as created
+  Resource* resource;
+};
+
+/// None when the id is of another type or subscription, or nothing goes by it.
+template <typename Resource>
+std::optional<Located<Resource>> located(Subscription& subscription, std::string_view id, const std::string& type,
+                                         Named<Resource> ResourceGroup::*kind) {
+  const std::optional<ResourceId> parts = parse_resource_id(id);
+  const bool may_be =
+      parts && equal_ignoring_case(parts->type, type) && equal_ignoring_case(parts->subscription_id, subscription.id);
+  if (!may_be) return std::nullopt;
+  const auto group = subscription.resource_groups.find(parts->group);
+  if (group == subscription.resource_groups.end()) return std::nullopt;
+  auto& resources = group->second.*kind;
+  const auto found = resources.find(parts->name);
+  if (found == resources.end()) return std::nullopt;
+  return Located<Resource>{{group->first, found->first}, &found->second};
+}
+
+/// The 400 for an id in a body that leads to nothing.
+Refusal reference_not_found(const std::string& id, const std::string& referring_id);
 
 /// The 404 for what the path names by {group} and {name}.
 Refusal resource_not_found(const Call& call, const std::string& type);

@@ -3,6 +3,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -18,7 +19,9 @@
 #include "sim/operation_routes.h"
 #include "sim/private_file.h"
 #include "sim/resource_list_routes.h"
+#include "sim/scope.h"
 #include "sim/snapshot_routes.h"
+#include "sim/state_json.h"
 #include "sim/storage_routes.h"
 #include "sim/subscription_routes.h"
 
@@ -26,6 +29,17 @@ namespace sim {
 namespace {
 
 std::string without_port(const std::string& host) { return host.substr(0, host.rfind(':')); }
+
+/// The blob behind a managed disk's id or a VHD's address.
+Blob blob_of(Cloud& cloud, const std::string& disk) {
+  if (cloud.blob_port == 0) throw std::invalid_argument("without a blob server disks hold nothing");
+  if (const std::optional<Blob> vhd = blob_at(cloud.world, disk)) return *vhd;
+  for (Subscription& subscription : cloud.world.subscriptions) {
+    const auto found = located(subscription, disk, resource_type::disk, &ResourceGroup::disks);
+    if (found) return DiskStore::data_blob(found->resource->container);
+  }
+  throw std::invalid_argument("'" + disk + "' is neither a managed disk's id nor a VHD's address");
+}
 
 template <typename... Functions>
 struct Overloaded : Functions... {
@@ -211,6 +225,18 @@ std::vector<std::string> Simulator::unused_faults() const {
 
 std::vector<std::string> Simulator::unknown_requests() const {
   return implementation_->with_state([](const auto& state) { return state.unknown_requests; });
+}
+
+World Simulator::world() const {
+  return implementation_->with_cloud([](const Cloud& cloud) { return cloud.world; });
+}
+
+std::string Simulator::state() const {
+  return implementation_->with_cloud([](Cloud& cloud) { return state_json(cloud).dump(); });
+}
+
+DiskDigest Simulator::disk_digest(const std::string& disk) const {
+  return implementation_->with_cloud([&disk](Cloud& cloud) { return cloud.disks->digest(blob_of(cloud, disk)); });
 }
 
 void Simulator::revoke_tokens() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/disk_digest.h"
 #include "sim/fault.h"
 #include "sim/http_message.h"
 #include "sim/world.h"
@@ -76,6 +77,16 @@ class Simulator {
 
   /// Method, host and target of each request that no route was found for: a client that asks for what does not exist.
   std::vector<std::string> unknown_requests() const;
+
+  /// What the cloud holds now, secrets included: what requests made, changed and deleted since the start.
+  World world() const;
+
+  /// The same as JSON text without secrets; see state_json.
+  std::string state() const;
+
+  /// What a disk holds now, named by a managed disk's id or a VHD's address. Throws std::invalid_argument when it names
+  /// neither or there is no blob server, BlobError when the blob is not there.
+  DiskDigest disk_digest(const std::string& disk) const;
 
   /// Makes all tokens given out so far invalid.
   void revoke_tokens();

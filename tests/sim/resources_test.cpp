@@ -65,7 +65,7 @@ TEST_F(SimulatorTest, FiltersResourcesByTheirTypes) {
        "virtualNetworks')",
        {"data-vnet", "web-nsg", "web-vnet"}},
       {"resourcetype+EQ+%27microsoft.compute/VIRTUALMACHINES%27", {"DB-01", "web-01"}},
-      {"ResourceType%20eq%20'Microsoft.Storage/storageAccounts'", {"demodiag1", "demodisks1"}},
+      {"ResourceType%20eq%20'Microsoft.Storage/storageAccounts'", {"demodiag1", "demodisks1", "demostaging1"}},
       {"ResourceType%20eq%20'None/none'", {}},
       {"ResourceType%20eq%20Microsoft.Compute/disks", {"refused"}},
       {"(ResourceType%20eq%20'a/b'", {"refused"}},
@@ -86,10 +86,10 @@ TEST_F(SimulatorTest, FiltersResourcesByTheirTypes) {
   }
   const auto all =
       nlohmann::json::parse(client.get(management(production + "/resources?api-version=2018-09-01"), {token}).body);
-  EXPECT_EQ(all.at("value").size(), 12U);
+  EXPECT_EQ(all.at("value").size(), 13U);
   EXPECT_EQ(all.at("value").back().at("id"), production +
                                                  "/resourcegroups/data_rg.1/providers/Microsoft.Storage/"
-                                                 "storageaccounts/demodisks1");
+                                                 "storageaccounts/demostaging1");
 }
 
 sim::Options in_pages() {
