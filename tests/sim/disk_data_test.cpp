@@ -1,6 +1,7 @@
 // What disks and snapshots hold, in a real blob server.
 #include <gmock/gmock.h>
 
+#include <array>
 #include <memory>
 
 #include "azurite_world.h"
@@ -152,15 +153,13 @@ TEST_F(DiskDataTest, OfManyExportsOfOneDiskAreAllReadable) {
 
 class ImportTest : public DiskDataTest {
  protected:
-  Answer import(const std::string& name, const sim::Blob& source, const std::string& size,
-                const std::string& account = "demodisks1") {
-    return send("PUT", compute + "disks/" + name + "/" + version,
-                R"({  "location": "local","properties": {"creationData": {"createOption": "Import", )"
-                R"("storageAccountId" : "subscriptions/4caa8431-21b4-4e0b-bca0-1542a5f11e23/resourceGroups/data_rg.1/)"
-                "providers/Microsoft.Storage/storageAccounts/" +
-                    account + R"(", "sourceUri" : "https://)" + source.account + ".blob.local.azurestack.localhost:" +
-                    std::to_string(azurite::port()) + "/" + source.container + "/" + source.name +
-                    R"("}, "diskSizeGB" : ")" + size + R"("}, "sku" : {"name" : "Premium_LRS", "tier" : "Premium"}})");
+  std::string address_of(const sim::Blob& blob) const {
+    return "https://" + blob.account + ".blob.local.azurestack.localhost:" + std::to_string(azurite::port()) + "/" +
+           blob.container + "/" + blob.name;
+  }
+
+  Answer import(const std::string& name, const sim::Blob& source, const std::string& size) {
+    return send("PUT", compute + "disks/" + name + "/" + version, import_body(address_of(source), size, "demodisks1"));
   }
 };
 
@@ -199,11 +198,113 @@ TEST_F(ImportTest, TakesNothingButAVhdThatFits) {
     EXPECT_EQ(end.at("error").at("code"), code) << source.name;
   }
   EXPECT_EQ(send("GET", compute + "disks/new" + version).status, 404);
-  EXPECT_EQ(import("spare", vhd(), "1").error(), "Conflict");
-  EXPECT_EQ(import("new", vhd(), "0").error(), "InvalidParameter");
-  EXPECT_EQ(import("new", vhd(), "1024").error(), "InvalidParameter");
-  EXPECT_EQ(import("new", vhd(), "1", "demodiag1").error(), "InvalidParameter");
-  EXPECT_EQ(import("new", {"unknown", "c", "b"}, "1").error(), "InvalidParameter");
+
+  // Nor is a machine made of them.
+  ASSERT_EQ(send("PUT", network + "networkInterfaces/free" + network_version, nic_body()).status, 201);
+  for (const auto& [source, error] : std::vector<std::pair<sim::Blob, std::string>>{
+           {no_vhd, "InvalidVhd"}, {damaged, "InvalidVhd"}, {absent, "DiskBlobNotFound"}}) {
+    const std::string os_disk = R"("name": "os", "vhd": {"uri": ")" + address_of(source) + "\"}";
+    const Answer answer =
+        send("PUT", compute + "virtualMachines/n" + machine_version, machine_body(os_disk, "", "free"));
+    EXPECT_EQ(answer.error(), error) << source.name;
+  }
+}
+
+TEST_F(ImportTest, DigestsTellWhetherDisksHoldTheSame) {
+  const std::string original = address_of(vhd());
+  ASSERT_EQ(status_of(import("restored", vhd(), "1")), "Succeeded");
+  const std::string restored = compute + "disks/restored";
+  const sim::DiskDigest before = simulator.disk_digest(original);
+  EXPECT_EQ(before.size, gib);
+  EXPECT_EQ(before.data_bytes, 9 * mib);
+  EXPECT_LE(simulator.disk_digest(restored).allocated_bytes, before.allocated_bytes);
+  EXPECT_EQ(simulator.disk_digest(restored).sha256, before.sha256);
+
+  blobs.write(vhd(), gib / 2, std::string(1024, '\0'));
+  EXPECT_EQ(simulator.disk_digest(original).sha256, before.sha256);
+  EXPECT_GT(simulator.disk_digest(original).allocated_bytes, before.allocated_bytes);
+  blobs.write(vhd(), 5 * mib + 512, blobs.read(vhd(), 5 * mib, 512));
+  const std::string moved = simulator.disk_digest(original).sha256;
+  EXPECT_NE(moved, before.sha256);
+
+  const std::string control = "https://localhost:" + std::to_string(simulator.port()) + "/_sim/disk-digest?disk=";
+  EXPECT_EQ(nlohmann::json::parse(client.get(control + original).body).at("sha256"), moved);
+  EXPECT_EQ(client.get(control + compute + "disks/absent").status, 404);
+}
+
+class MachineTest : public ImportTest {
+ protected:
+  nlohmann::json get(const std::string& path) { return nlohmann::json::parse(send("GET", path).body); }
+
+  /// Of the instance view; the first status is the provisioning's.
+  std::string power_state() {
+    const auto json = get(vm + machine_version + "&$expand=instanceView");
+    return json.at("properties").at("provisioningState").get<std::string>() + " " +
+           json.at("properties").at("instanceView").at("statuses").at(1).at("code").get<std::string>();
+  }
+
+  const std::string vm = compute + "virtualMachines/back/";
+  const std::string nic = network + "networkInterfaces/back-nic/";
+};
+
+TEST_F(MachineTest, IsMadeOfImportedDisksAndLeavesThemBehind) {
+  for (const char* disk : {"back-os", "back-data"}) ASSERT_EQ(status_of(import(disk, vhd(), "1")), "Succeeded");
+  const std::string address = network + "publicIPAddresses/back-pip/" + network_version;
+  EXPECT_EQ(status_of(send("PUT", address, R"({"location":"local"})")), "Succeeded");
+  EXPECT_EQ(status_of(send("PUT", nic + network_version, nic_body("back-pip"))), "Succeeded");
+  EXPECT_EQ(get(address).at("properties").at("ipAddress"), "192.168.103.2");
+
+  const std::string body = machine_body(managed("back-os"), data_disk(3, managed("back-data")), "back-nic");
+  const Answer made = send("PUT", vm + machine_version, body);
+  ASSERT_EQ(made.status, 201) << made.body;
+  EXPECT_EQ(header(made, "Location"), "");
+  EXPECT_EQ(nlohmann::json::parse(made.body).at("properties").at("provisioningState"), "Creating");
+  EXPECT_EQ(power_state(), "Creating PowerState/starting");
+  EXPECT_EQ(status_of(made), "Succeeded");
+  EXPECT_EQ(power_state(), "Succeeded PowerState/running");
+
+  const auto groups = simulator.world().subscriptions[0].resource_groups;
+  const sim::ResourceGroup& now = groups.at("web-rg");
+  const sim::Machine& machine = now.machines.at("back");
+  EXPECT_EQ(machine.os_disk.managed_disk, (sim::Reference{"web-rg", "back-os"}));
+  EXPECT_EQ(machine.data_disks.at(0).lun, 3);
+  EXPECT_EQ(machine.tags, (sim::Tags{{"role", ""}, {"ö", "\"q\""}}));
+  EXPECT_EQ(machine.boot_diagnostics->account, "demodiag1");
+  EXPECT_EQ(now.disks.at("back-os").os_type, "Linux");
+  EXPECT_EQ(now.disks.at("back-data").machine, (sim::Reference{"web-rg", "back"}));
+  EXPECT_EQ(now.nics.at("back-nic").private_address, "10.1.0.4");
+  const auto state = nlohmann::json::parse(simulator.state());
+  EXPECT_EQ(state.at("machines").size(), 3U);
+  EXPECT_EQ(state.at("disks").size(), 5U);
+
+  EXPECT_EQ(send("DELETE", nic + network_version).error(), "NicInUse");
+  EXPECT_EQ(status_of(send("DELETE", vm + machine_version)), "Succeeded");
+  EXPECT_EQ(send("GET", vm + machine_version).status, 404);
+  EXPECT_EQ(get(compute + "disks/back-os" + version).at("properties").at("diskState"), "Unattached");
+  EXPECT_EQ(status_of(send("PUT", vm + machine_version, body)), "Succeeded");
+  EXPECT_NE(get(vm + machine_version).at("properties").at("vmId"), machine.vm_id);
+}
+
+TEST_F(MachineTest, GoesThroughPowerStatesAndTakesItsVhdBack) {
+  const std::string data_group = "/subscriptions/4caa8431-21b4-4e0b-bca0-1542a5f11e23/resourcegroups/Data_RG.1";
+  const std::string original = data_group + "/providers/Microsoft.Compute/virtualMachines/DB-01";
+  ASSERT_EQ(send("PUT", nic + network_version, nic_body()).status, 201);
+  const std::string body =
+      machine_body(R"("name": "back","vhd": { "uri": ")" + address_of(vhd()) + "\"}", "", "back-nic");
+  EXPECT_EQ(send("PUT", vm + machine_version, body).error(), "DiskBlobAlreadyInUseByAnotherDisk");
+  EXPECT_EQ(status_of(send("DELETE", original + machine_version)), "Succeeded");
+  EXPECT_EQ(status_of(send("PUT", vm + machine_version, body)), "Succeeded");
+  EXPECT_EQ(get(vm + machine_version).at("properties").at("storageProfile").at("osDisk").at("diskSizeGB"), 1);
+  for (const auto& [action, during, then] :
+       std::vector<std::array<std::string, 3>>{{"poweroff", "stopping", "stopped"},
+                                               {"start", "starting", "running"},
+                                               {"deallocate", "deallocating", "deallocated"}}) {
+    const Answer accepted = send("POST", vm + action + machine_version);
+    EXPECT_EQ(accepted.status, 202) << action;
+    EXPECT_EQ(power_state(), "Updating PowerState/" + during);
+    EXPECT_EQ(status_of(accepted), "Succeeded");
+    EXPECT_EQ(power_state(), "Succeeded PowerState/" + then);
+  }
 }
 
 TEST(BlobServer, IsNeededWhenItIsNamed) {

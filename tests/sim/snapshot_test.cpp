@@ -54,67 +54,6 @@ TEST_F(SnapshotTest, IsThereOnceItsOperationHasEnded) {
   EXPECT_EQ(client.get(header(again, "Location")).status, 401);
 }
 
-TEST_F(SnapshotTest, RefusesWhatTheServiceRefuses) {
-  make_snapshot("taken", "spare");
-  const std::string good = snapshot_body("spare");
-  const auto with = [&good](const std::string& what, const std::string& by) {
-    return std::string(good).replace(good.find(what), what.size(), by);
-  };
-  const std::string snapshots = compute + "snapshots/";
-  const std::string long_name(81, 'a');
-  struct Case {
-    std::string method, path, body;
-    long status;
-    std::string error;
-  };
-  const std::vector<Case> cases = {
-      {"PUT", snapshots + long_name, good, 400, "InvalidParameter"},
-      {"PUT", snapshots + long_name.substr(1), good, 202, "none"},
-      {"PUT", snapshots + "a%20b", good, 400, "InvalidParameter"},
-      {"PUT", snapshots + "a.", good, 400, "InvalidParameter"},
-      {"PUT", snapshots + "b", "{", 400, "InvalidRequestContent"},
-      {"PUT", snapshots + "b", "{}", 400, "LocationRequired"},
-      {"PUT", snapshots + "b", with("local", "westus"), 400, "LocationNotAvailableForResourceType"},
-      {"PUT", snapshots + "b", with("Premium_LRS", "Ultra"), 400, "InvalidParameter"},
-      {"PUT", snapshots + "b", with("\"copy\"", "\"Empty\""), 400, "InvalidParameter"},
-      {"PUT", snapshots + "b", with("\"copy\"", "7"), 400, "InvalidRequestContent"},
-      {"PUT", snapshots + "b", with("disks/spare", "disks/other"), 404, "NotFound"},
-      {"PUT", snapshots + "b", with("disks/spare", "virtualMachines/web-01"), 400, "InvalidParameter"},
-      {"PUT", snapshots + "b", with("4caa8431", "b6bb2c0e"), 400, "InvalidParameter"},
-      {"PUT", snapshots + "b",
-       with("WEB-rg/providers/Microsoft.Compute/disks/spare", "data_rg.1/providers/Microsoft.Compute/disks/far"), 400,
-       "InvalidParameter"},
-      {"PUT", snapshots + "taken", with("disks/spare", "disks/web-01-os"), 409, "PropertyChangeNotAllowed"},
-      {"PUT", snapshots + "b", with("\"/subscriptions", "\"subscriptions"), 202, "none"},
-      {"POST", snapshots + "absent/beginGetAccess", "{}", 404, "ResourceNotFound"},
-      {"POST", snapshots + "absent/endGetAccess", "", 404, "ResourceNotFound"},
-      {"POST", snapshots + "taken/beginGetAccess", R"({"access":"Write","durationInSeconds":1})", 400,
-       "InvalidParameter"},
-      {"POST", snapshots + "taken/beginGetAccess", R"({"access":"Read","durationInSeconds":0})", 400,
-       "InvalidRequestContent"},
-      {"POST", snapshots + "taken/endGetAccess", "", 202, "none"},
-      {"DELETE", snapshots + "absent", "", 204, "none"},
-      {"DELETE", compute + "disks/absent", "", 204, "none"},
-      {"DELETE", compute + "disks/web-01-os", "", 409, "OperationNotAllowed"},
-      {"GET", "/subscriptions/x/providers/Microsoft.Compute/snapshots", "", 404, "SubscriptionNotFound"},
-      {"GET",
-       "/subscriptions/4caa8431-21b4-4e0b-bca0-1542a5f11e23/providers/Microsoft.Compute/locations/local/"
-       "DiskOperations/x",
-       "", 404, "NotFound"},
-  };
-  for (const Case& test : cases) {
-    const Answer answer = send(test.method, test.path + version, test.body);
-    EXPECT_EQ(answer.status, test.status) << test.method << " " << test.path << " " << test.body << answer.body;
-    EXPECT_EQ(answer.error(), test.error) << test.method << " " << test.path << " " << test.body;
-  }
-  for (const char* method : {"PUT", "DELETE"}) {
-    EXPECT_EQ(send(method, compute + "snapshots/b?api-version=2016-03-30", good).error(), "InvalidResourceType");
-    EXPECT_EQ(client.send(method, management(snapshots + "b" + version)).status, 401);
-    const std::string nobodys = std::string(snapshots).replace(snapshots.find("WEB-rg"), 6, "nobodys");
-    EXPECT_EQ(send(method, nobodys + "b" + version, good).error(), "ResourceGroupNotFound");
-  }
-}
-
 TEST_F(SnapshotTest, IsNeitherExportedTwiceNorDeletedWhileItCanBeRead) {
   make_snapshot("one", "spare");
   const auto state = [this] {
