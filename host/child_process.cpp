@@ -99,18 +99,22 @@ int ChildProcess::wait() {
   do {
     check_interrupt();
   } while (::poll(&ended, 1, look_ms) <= 0);
-  return reap();
+  return join();
 }
 
 void ChildProcess::end() noexcept {
   if (pid_ < 0) return;
-  ::kill(pid_, SIGINT);
+  interrupt();
   pollfd ended{handle_.get(), POLLIN, 0};
   if (::poll(&ended, 1, grace_ms) <= 0) ::kill(pid_, SIGKILL);
-  reap();
+  join();
 }
 
-int ChildProcess::reap() noexcept {
+void ChildProcess::interrupt() const noexcept {
+  if (pid_ > 0) ::kill(pid_, SIGINT);
+}
+
+int ChildProcess::join() noexcept {
   int status = 0;
   while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
   }

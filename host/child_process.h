@@ -32,12 +32,16 @@ class ChildProcess {
   /// Waits for the end and gives the exit code, 128 + N for an end by signal N. Throws Interrupted.
   int wait();
 
+  /// Waits for the end whatever signals come; gives the same.
+  int join() noexcept;
+
+  /// Asks the child to stop, with SIGINT.
+  void interrupt() const noexcept;
+
   /// Ends the child: asks with SIGINT, which lets it tidy up, and kills it when it does not hear.
   void end() noexcept;
 
  private:
-  int reap() noexcept;
-
   pid_t pid_ = -1;
   FileDescriptor handle_;  // becomes readable at the child's end
 };

@@ -9,8 +9,10 @@
 #include "host/discover_command.h"
 #include "host/errors.h"
 #include "host/exit_codes.h"
+#include "host/export_command.h"
 #include "host/file_descriptor.h"
 #include "host/repository_commands.h"
+#include "host/restore_command.h"
 
 namespace {
 
@@ -32,6 +34,8 @@ ExitCode run(int argc, char** argv) {
   host::add_backup_command(program, action);
   host::add_finish_command(program, action);
   host::add_repository_commands(program, action);
+  host::add_restore_command(program, action);
+  host::add_export_command(program, action);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

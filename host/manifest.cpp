@@ -22,7 +22,9 @@ SavedObject object_of(const Json& object) {
   return saved;
 }
 
-Json as_json(const SavedDisk& disk) {
+}  // namespace
+
+Json disk_json(const SavedDisk& disk) {
   return {{"path", disk.path},
           {"status", "complete"},
           {"size", disk.size},
@@ -32,11 +34,13 @@ Json as_json(const SavedDisk& disk) {
           {"snapshot", disk.snapshot}};
 }
 
-SavedDisk disk_of(const Json& object) {
+SavedDisk read_disk(const Json& object) {
   if (object.at("status") != "complete") throw ManifestError("the manifest holds a disk that is not complete");
   return {object.at("path"),          object.at("size"),   object.at("stream_bytes"),
           object.at("skipped_bytes"), object.at("sha256"), object.at("snapshot")};
 }
+
+namespace {
 
 Manifest manifest_of(const Json& object) {
   if (object.at("version") != manifest_version) throw ManifestError("the manifest is of another version");
@@ -47,7 +51,7 @@ Manifest manifest_of(const Json& object) {
   manifest.time = object.at("time");
   manifest.crash_consistent = object.at("crash_consistent");
   for (const Json& saved : object.at("objects")) manifest.objects.push_back(object_of(saved));
-  for (const Json& disk : object.at("disks")) manifest.disks.push_back(disk_of(disk));
+  for (const Json& disk : object.at("disks")) manifest.disks.push_back(read_disk(disk));
   return manifest;
 }
 
@@ -59,7 +63,7 @@ std::string manifest_text(const Manifest& manifest) {
               {"time", manifest.time},       {"crash_consistent", manifest.crash_consistent},
               {"objects", Json::array()},    {"disks", Json::array()}};
   for (const SavedObject& saved : manifest.objects) object["objects"].push_back(as_json(saved));
-  for (const SavedDisk& disk : manifest.disks) object["disks"].push_back(as_json(disk));
+  for (const SavedDisk& disk : manifest.disks) object["disks"].push_back(disk_json(disk));
   try {
     return object.dump(2) + "\n";
   } catch (const Json::type_error&) {

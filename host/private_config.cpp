@@ -1,26 +1,16 @@
 #include "host/private_config.h"
 
-#include <sys/mman.h>
-#include <sys/stat.h>
-
 #include <array>
 #include <cerrno>
 #include <system_error>
 
+#include "host/child_streams.h"
 #include "host/errors.h"
 #include "host/given_file.h"
 
 namespace host {
 
 namespace {
-
-FileDescriptor make_memory_file() {
-  FileDescriptor file(::memfd_create("azsbackup-configuration", MFD_CLOEXEC));
-  if (!file.valid() || ::fchmod(file.get(), S_IRUSR | S_IWUSR) != 0) {
-    throw std::system_error(errno, std::generic_category(), "cannot copy the configuration");
-  }
-  return file;
-}
 
 void append_file(int target, const std::string& path) {
   const FileDescriptor source = open_given_file(path);
@@ -38,7 +28,7 @@ void append_file(int target, const std::string& path) {
 
 }  // namespace
 
-PrivateConfig::PrivateConfig(const std::string& settings, const std::string& original) : copy_(make_memory_file()) {
+PrivateConfig::PrivateConfig(const std::string& settings, const std::string& original) : copy_(memory_file("azsbackup-configuration")) {
   write_all(copy_.get(), settings.data(), settings.size());
   if (!original.empty()) append_file(copy_.get(), original);
 }

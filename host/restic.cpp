@@ -1,7 +1,5 @@
 #include "host/restic.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/child_streams.h"
 #include "host/interrupt.h"
 #include "host/printable.h"
 
@@ -25,45 +24,9 @@ constexpr const char* host_name = "azsbackup";  // all hosts write as one, so th
 constexpr int no_program = 127;
 constexpr std::size_t longest_message = 600;
 constexpr std::size_t copy_size = 1U << 20U;
+constexpr const char* words_name = "azsbackup-restic";  // of the files that hold what restic says
 
 [[noreturn]] void fail_system(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
-
-struct Pipe {
-  FileDescriptor read;
-  FileDescriptor write;
-};
-
-Pipe make_pipe() {
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) fail_system("cannot make a pipe");
-  Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-  ::fcntl(ends[1], F_SETPIPE_SZ, copy_size);  // a larger pipe means fewer switches; the usual size works as well
-  return pipe;
-}
-
-// restic's words go to memory, where there is always room: a pipe that nobody empties would block it.
-FileDescriptor memory_file() {
-  FileDescriptor file(::memfd_create("azsbackup-restic", MFD_CLOEXEC));
-  if (!file.valid()) fail_system("cannot keep a program's output");
-  return file;
-}
-
-FileDescriptor null_input() {
-  FileDescriptor file(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-  if (!file.valid()) fail_system("cannot open /dev/null");
-  return file;
-}
-
-std::string content(const FileDescriptor& file) {
-  std::string text;
-  std::array<char, 16384> piece;
-  while (true) {
-    const ssize_t count = ::pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(text.size()));
-    if (count < 0) fail_system("cannot read a program's output");
-    if (count == 0) return text;
-    text.append(piece.data(), static_cast<std::size_t>(count));
-  }
-}
 
 std::string without_password(const std::string& address) {
   const std::size_t scheme = address.find("://");
@@ -141,7 +104,7 @@ std::optional<ResticSnapshot> Restic::find(const std::string& id) const {
 
 void Restic::dump(const ResticSnapshot& snapshot, const std::function<void(const char*, std::size_t)>& take) const {
   const FileDescriptor input = null_input();
-  const FileDescriptor error = memory_file();
+  const FileDescriptor error = memory_file(words_name);
   Pipe pipe = make_pipe();
   ChildProcess child(command({"dump", "--", snapshot.id, snapshot.path}), environment_,
                      {input.get(), pipe.write.get(), error.get()});
@@ -164,21 +127,40 @@ void Restic::check() const {
   run({"check"});
 }
 
-void Restic::forget(const std::vector<std::string>& ids, bool prune) const {
+std::vector<std::string> Restic::superseded(const std::string& tag, const std::vector<std::string>& rules) const {
+  std::vector<std::string> arguments{"forget", "--dry-run", "--no-lock", "--json", "--tag", tag, "--group-by", "paths"};
+  arguments.insert(arguments.end(), rules.begin(), rules.end());
+  const std::string text = run(arguments);
+  try {
+    std::vector<std::string> ids;
+    for (const Json& group : Json::parse(text)) {
+      for (const Json& snapshot : group.at("remove")) ids.push_back(snapshot.at("id"));
+    }
+    return ids;
+  } catch (const Json::exception& failure) {
+    throw ResticError(std::string("restic's answer to the keep rules cannot be read: ") + failure.what());
+  }
+}
+
+void Restic::forget(const std::vector<std::string>& ids) const {
+  if (ids.empty()) return;  // without an id restic would look at all
   run({"unlock"});
-  std::vector<std::string> arguments{"forget"};
-  if (prune) arguments.emplace_back("--prune");
-  arguments.emplace_back("--");
+  std::vector<std::string> arguments{"forget", "--"};
   arguments.insert(arguments.end(), ids.begin(), ids.end());
   run(arguments);
+}
+
+void Restic::prune() const {
+  run({"unlock"});
+  run({"prune"});
 }
 
 std::string Restic::name() const { return without_password(access_.address); }
 
 std::string Restic::run(const std::vector<std::string>& arguments) const {
   const FileDescriptor input = null_input();
-  const FileDescriptor output = memory_file();
-  const FileDescriptor error = memory_file();
+  const FileDescriptor output = memory_file(words_name);
+  const FileDescriptor error = memory_file(words_name);
   ChildProcess child(command(arguments), environment_, {input.get(), output.get(), error.get()});
   require_success(child.wait(), error);
   return content(output);
@@ -206,7 +188,7 @@ void Restic::require_success(int exit_code, const FileDescriptor& error) const {
 }
 
 ResticUpload::ResticUpload(const Restic& restic, const std::string& path, const std::vector<std::string>& tags)
-    : restic_(restic), output_(memory_file()), error_(memory_file()) {
+    : restic_(restic), output_(memory_file(words_name)), error_(memory_file(words_name)) {
   std::vector<std::string> arguments{"backup", "--json", "--stdin", "--stdin-filename", path, "--host", host_name};
   for (const std::string& tag : tags) arguments.insert(arguments.end(), {"--tag", tag});
   Pipe pipe = make_pipe();

@@ -57,8 +57,13 @@ class Restic {
 
   /// Checks the structure of the whole repository, its data not read.
   void check() const;
-  /// Removes the snapshots; with prune also the data that no snapshot needs any more.
-  void forget(const std::vector<std::string>& ids, bool prune) const;
+  /// The ids of the snapshots of this tag that restic's keep rules ("--keep-last", "3", ...) do not keep, each path by
+  /// itself. Changes nothing.
+  std::vector<std::string> superseded(const std::string& tag, const std::vector<std::string>& rules) const;
+  /// Removes the snapshots; what stood in them stays until prune.
+  void forget(const std::vector<std::string>& ids) const;
+  /// Removes the data that no snapshot needs any more.
+  void prune() const;
 
   /// The address without a password.
   std::string name() const;
