@@ -1,5 +1,7 @@
 #include "host/restore_changes.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -74,7 +76,8 @@ void check_value(const Key& key, const std::string& value) {
     throw UsageError(option + ": that is no single name; give it without blanks, slashes and other signs");
   }
   if (std::string_view(key.name) == "PowerState" &&
-      std::find(power_states.begin(), power_states.end(), value) == power_states.end()) {
+      std::none_of(power_states.begin(), power_states.end(),
+                   [&](const char* state) { return ::strcasecmp(state, value.c_str()) == 0; })) {
     throw UsageError(option + ": the power state is one of running, stopped, deallocated, or empty");
   }
 }

@@ -11,6 +11,10 @@
  * error, "empty" its size is 0, "locked" it cannot be opened, "signal" this process gets SIGTERM in the middle,
  * "killed" SIGKILL; with "unset" the snapshots of the first machine's disks end in 6661. What is opened and closed, and
  * the snapshots that are released or swept, are in the log at the error level.
+ *
+ * In a restore every call is in the log, at the error level, too. What is wrong with the machine "first" is the label:
+ * "refused" its target, "unmade" that it cannot be made of its disks, "signal" and "killed" as above, in the middle of
+ * its disk. A disk that is closed before its stream's end gives 6614, as the real one does.
  */
 #include <aapi/aapi.h>
 #include <signal.h>
@@ -72,6 +76,7 @@ struct aapi_object_s {
   int is_disk;
   int has_fault;
   uint64_t position;
+  uint64_t header[5]; /* of a stream that is written */
   char path[256];
 };
 
@@ -114,6 +119,85 @@ static uint32_t query_machine_object(aapi_server_t* server, const char* path, aa
   return 0;
 }
 
+static int is_restore(const aapi_server_t* server) { return server->session->session_kind == AAPI_SESSION_RESTORE; }
+
+static int is_disk_path(const char* path) {
+  int slashes = 0;
+  for (const char* at = path; *at != '\0'; ++at) slashes += *at == '/';
+  return slashes == 6 && strstr(path, "/Metadata/") == NULL;
+}
+
+static uint32_t ask_for(aapi_server_t* server, const char* path) {
+  char line[512];
+  log_call(server, "ask", path);
+  if (is_disk_path(path)) {
+    if (is_kind(server, "refused") && strstr(path, "/first/") != NULL) {
+      server->session->log("tag", "Failed to find subscription ID =s on Azure Stack. error=6789", AAPI_LOG_ERROR);
+    } else {
+      snprintf(line, sizeof line, "f: managed disk Id: /id%s-RESTORE-7", strrchr(path, '/'));
+      server->session->log("tag", line, AAPI_LOG_FLOW);
+    }
+    return 2;
+  }
+  return strstr(path, "/Metadata/") != NULL ? 2 : 0;
+}
+
+static uint32_t create_object(aapi_server_t* server, const char* path, const aapi_object_info_v1_t* info,
+                              aapi_object_t** out) {
+  (void)info;
+  log_call(server, "create", path);
+  *out = NULL;
+  if (is_kind(server, "refused") && is_disk_path(path) && strstr(path, "/first/") != NULL) return 6789;
+  *out = calloc(1, sizeof **out);
+  if (*out == NULL) return AAPI_E_NO_MEMORY;
+  (*out)->server = server;
+  (*out)->is_disk = is_disk_path(path);
+  (*out)->has_fault = (*out)->is_disk && strstr(path, "/first/") != NULL;
+  snprintf((*out)->path, sizeof(*out)->path, "%s", path);
+  return 0;
+}
+
+static uint32_t write_object(aapi_object_t* object, const void* buffer, uint64_t length, uint64_t offset,
+                             uint64_t* count) {
+  char line[512];
+  *count = 0;
+  if (length == 0 || offset != object->position) return AAPI_E_INVALID_ARGUMENT;
+  if (object->is_disk && length > 1000003) length = 1000003; /* the host gives the rest again */
+  for (uint64_t at = offset; at < sizeof object->header && at < offset + length; ++at) {
+    ((char*)object->header)[at] = ((const char*)buffer)[at - offset];
+  }
+  if (!object->is_disk) {
+    snprintf(line, sizeof line, "write %s: %.*s", object->path, (int)length, (const char*)buffer);
+    object->server->session->log("tag", line, AAPI_LOG_ERROR);
+  }
+  if (object->has_fault && offset > 0 && is_kind(object->server, "signal")) (void)raise(SIGTERM);
+  if (object->has_fault && offset > 0 && is_kind(object->server, "killed")) (void)raise(SIGKILL);
+  object->position += length;
+  *count = length;
+  return 0;
+}
+
+/* The stream ends where its header says: header, table, padding, data. */
+static uint32_t close_written(const aapi_object_t* object) {
+  const uint64_t* header = object->header;
+  const uint64_t end = HEADER_SIZE + header[3] * TABLE_SIZE + header[4] + header[2];
+  const int is_whole = !object->is_disk || (object->position >= HEADER_SIZE && object->position == end);
+  log_call(object->server, is_whole ? "close" : "take back", object->path);
+  return is_whole ? 0 : AAPI_E_OPERATION_FAILED;
+}
+
+static uint32_t set_object_utimes(aapi_server_t* server, const char* path) {
+  log_call(server, "make", path);
+  if (!is_kind(server, "unmade") || strstr(path, "/first/") == NULL) return 0;
+  server->session->log("tag", "Failed to create the VM first.", AAPI_LOG_ERROR);
+  return 6793;
+}
+
+static uint32_t restore_postprocess(void) {
+  log_call(&the_server, "end", "of the restore");
+  return 0;
+}
+
 static uint32_t open_object(aapi_server_t* server, const char* path, uint32_t flags, aapi_object_t** out) {
   (void)flags;
   const int first = strstr(path, "/first/") != NULL;
@@ -130,9 +214,14 @@ static uint32_t open_object(aapi_server_t* server, const char* path, uint32_t fl
 }
 
 static uint32_t close_object(aapi_object_t* object) {
-  log_call(object->server, "close", object->path);
+  uint32_t status = 0;
+  if (is_restore(object->server)) {
+    status = close_written(object);
+  } else {
+    log_call(object->server, "close", object->path);
+  }
   free(object);
-  return 0;
+  return status;
 }
 
 static char stream_byte(uint64_t at) {
@@ -181,6 +270,7 @@ static uint32_t postprocess(aapi_server_t* server, const char* selections, const
 }
 
 static uint32_t get_object_prop_byname(aapi_server_t* server, const char* path, aapi_object_info_v1_t* out) {
+  if (is_restore(server)) return ask_for(server, path);
   if (has_machines(server)) return query_machine_object(server, path, out);
   memset(out, 0, sizeof *out);
   printf("noise on output\n");
@@ -270,6 +360,10 @@ AAPI_EXPORT uint32_t aapi_pgn_init(uint32_t version, void* reserved, aapi_plugin
   entries.table.close_object = close_object;
   entries.table.delete_snapshot = delete_snapshot;
   entries.table.postprocess = postprocess;
+  entries.table.create_object = create_object;
+  entries.table.write_object = write_object;
+  entries.table.set_object_utimes = set_object_utimes;
+  entries.table.restore_postprocess = restore_postprocess;
 #ifdef FAKE_EMPTY_SLOT
   entries.slots[FAKE_EMPTY_SLOT - 1] = NULL;
 #endif
