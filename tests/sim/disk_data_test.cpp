@@ -114,6 +114,17 @@ TEST_F(DiskDataTest, OfVhdsOutliveTheSimulatorAndThoseOfManagedDisksDoNot) {
   EXPECT_EQ(blobs.read(vhd(), 0, 512), changed);
 }
 
+TEST_F(DiskDataTest, OfSnapshotsTakenAtOnceAreKeptApart) {
+  sim::World same = world;
+  sim::DiskStore store(sim::BlobServer{.port = azurite::port()}, same);
+  store.fill(same);
+  const std::string container = same.subscriptions[0].resource_groups.at("web-rg").disks.at("spare").container;
+  std::set<std::string> names;
+  for (int i = 0; i < 100; ++i) names.insert(store.snapshot(container));
+  EXPECT_EQ(names.size(), 100U);
+  for (const std::string& name : names) EXPECT_NO_THROW(store.remove_snapshot(container, name));
+}
+
 TEST_F(DiskDataTest, OfSnapshotsStayWhatTheyWere) {
   const std::string before = sim::disk_data("spare", 0, 512);
   const std::string first_write(512, '1');
