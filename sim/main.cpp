@@ -60,7 +60,8 @@ void describe(CLI::App& app, Arguments& arguments) {
   app.add_option("--write-client-files", arguments.client_files,
                  "directory to put azurestack.conf and credentials for a client into");
   app.footer(
-      "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests, what stands and what disks hold, the\n"
+      "The simulator runs until SIGINT or SIGTERM. Faults, the record of requests, what stands and what disks hold, "
+      "the\n"
       "clock and the revocation of tokens are at https://localhost:PORT/_sim/.\n"
       "Exit codes: 0 ended by a signal, 1 could not start (port, world file, directories, blob\n"
       "server), 2 wrong arguments.");
