@@ -1,5 +1,4 @@
-// "azsbackup backup": machines into the repository; "azsbackup finish": the end of a backup whose workload files were
-// given to several processes.
+// "azsbackup backup": machines into the repository.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,8 +7,7 @@
 
 namespace host {
 
-/// Register the commands; when the command line names one, action becomes its work.
+/// Registers the command; when the command line names it, action becomes its work.
 void add_backup_command(CLI::App& program, Action& action);
-void add_finish_command(CLI::App& program, Action& action);
 
 }  // namespace host

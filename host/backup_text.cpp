@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "host/backup_events.h"
 #include "host/byte_text.h"
 #include "host/printable.h"
 
@@ -29,29 +30,6 @@ std::string left_out_lines(const char* title, const std::vector<LeftOut>& list) 
             printable(entry.why) + "\n";
   }
   return text;
-}
-
-Json as_json(const SavedDisk& disk) {
-  return {{"path", disk.path},
-          {"size", disk.size},
-          {"stream_bytes", disk.stream_bytes},
-          {"skipped_bytes", disk.skipped},
-          {"sha256", disk.sha256},
-          {"snapshot", disk.snapshot}};
-}
-
-Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
-Json as_json(const MachineResult& result) {
-  Json object{{"path", result.machine},
-              {"protected", result.is_protected},
-              {"problem", text_or_null(result.problem)},
-              {"next", text_or_null(result.next)},
-              {"manifest", text_or_null(result.manifest)},
-              {"disks", Json::array()},
-              {"warnings", warnings_json(result.warnings)}};
-  for (const SavedDisk& disk : result.disks) object["disks"].push_back(as_json(disk));
-  return object;
 }
 
 }  // namespace
@@ -88,13 +66,12 @@ std::string summary_lines(const BackupOutcome& outcome) {
 }
 
 Json backup_json(const BackupOutcome& outcome) {
-  const auto& error = outcome.error;
   Json object{{"backup_id", outcome.backup_id},
-              {"error", error ? Json{{"what", error->what}, {"next", error->next}} : Json()},
+              {"error", error_json(outcome.error)},
               {"warnings", warnings_json(outcome.warnings)}};
   const Json left_out = discovery_json(outcome.discovery);
   object["machines"] = Json::array();
-  for (const MachineResult& result : outcome.machines) object["machines"].push_back(as_json(result));
+  for (const MachineResult& result : outcome.machines) object["machines"].push_back(machine_json(result));
   for (const char* name : {"refused", "filtered", "unlisted"}) object[name] = left_out.at(name);
   return object;
 }

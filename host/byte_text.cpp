@@ -26,4 +26,11 @@ std::string duration_text(std::uint64_t seconds) {
   return std::to_string(minutes / 60) + two_digits(minutes % 60) + two_digits(seconds % 60);
 }
 
+std::string time_text(std::time_t time) {
+  std::tm parts{};
+  if (::gmtime_r(&time, &parts) == nullptr) return "";
+  std::array<char, 32> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
+
 }  // namespace host

@@ -1,7 +1,8 @@
-// Numbers of bytes and durations for people.
+// Numbers of bytes, durations and times for people.
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace host {
@@ -11,5 +12,8 @@ std::string byte_text(std::uint64_t bytes);
 
 /// "0:07", "1:02:03".
 std::string duration_text(std::uint64_t seconds);
+
+/// "2026-01-31T12:00:00Z", of seconds since the epoch.
+std::string time_text(std::time_t time);
 
 }  // namespace host

@@ -1,6 +1,7 @@
 #include "host/console.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -38,5 +39,11 @@ void Console::print(std::string_view text) const { write_all(output_.get(), text
 void Console::print_error(std::string_view text) const { write_all(error_.get(), text.data(), text.size()); }
 
 bool Console::error_is_terminal() const { return ::isatty(error_.get()) == 1; }
+
+std::size_t Console::error_width() const {
+  constexpr std::size_t usual = 80;
+  winsize size{};
+  return ::ioctl(error_.get(), TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : usual;
+}
 
 }  // namespace host

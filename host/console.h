@@ -3,6 +3,7 @@
 // stands in their place while a Console lives.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "host/file_descriptor.h"
@@ -27,6 +28,8 @@ class Console {
 
   /// Whether somebody watches what print_error writes.
   bool error_is_terminal() const;
+  /// Columns of that terminal; 80 when it does not tell.
+  std::size_t error_width() const;
 
  private:
   FileDescriptor output_;

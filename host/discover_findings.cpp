@@ -6,6 +6,7 @@
 #include <charconv>
 #include <utility>
 
+#include "host/plugin_line.h"
 #include "host/printable.h"
 #include "host/status_text.h"
 
@@ -34,21 +35,6 @@ constexpr std::uint32_t status_no_subscription = 6610;
 constexpr std::uint32_t status_selection = 6795;
 constexpr std::size_t longest_quote = 300;
 
-bool starts_with(std::string_view text, std::string_view mark) { return text.substr(0, mark.size()) == mark; }
-
-// A line is "FUNCTION: TEXT". Looking at the text's beginning keeps answers of servers, which stand within lines, from
-// being taken for the plug-in's own words.
-struct Parts {
-  std::string_view function;
-  std::string_view text;
-};
-
-Parts take_apart(std::string_view line) {
-  const std::size_t colon = line.find(": ");
-  if (colon == std::string_view::npos) return {{}, line};
-  return {line.substr(0, colon), line.substr(colon + 2)};
-}
-
 std::optional<std::uint64_t> number_at(std::string_view text) {
   std::uint64_t number = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -73,7 +59,7 @@ LeftOut unlisted_group(std::string_view text) {
   return group;
 }
 
-std::optional<LeftOut> unlisted(const Parts& line) {
+std::optional<LeftOut> unlisted(const LineParts& line) {
   if (starts_with(line.text, group_mark)) return unlisted_group(line.text);
   if (line.function != machine_list_function && line.function != group_list_function) return std::nullopt;
   if (starts_with(line.text, nameless_group_mark)) return LeftOut{"a resource group without a name", "it is listed so"};
@@ -141,7 +127,7 @@ DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
   DiscoveryFindings findings;
   std::vector<std::string> errors;  // since the last thing that was left out
   for (const LogLine& line : lines) {
-    const Parts parts = take_apart(line.text);
+    const LineParts parts = take_apart(line.text);
     const bool error = line.level >= AAPI_LOG_ERROR;
     if (auto machine = left_out_machine(parts.text)) {
       machine->why += answer_behind(errors);

@@ -3,10 +3,10 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <utility>
 
+#include "host/byte_text.h"
 #include "host/disk_stream.h"
 #include "host/interrupt.h"
 #include "host/plugin_object.h"
@@ -95,7 +95,7 @@ class MachineBackup {
       release_disk(tools_.server, work_.snapshot_name, path);
       throw MachineError(path + " is reported with a size of 0 bytes");
     }
-    tools_.progress.begin(printable(std::string_view(path).substr(path.rfind('/') + 1)));
+    tools_.progress.begin(printable(work_.machine.name + ": " + path.substr(path.rfind('/') + 1)));
     struct EndProgress {
       Progress& progress;
       ~EndProgress() { progress.end(); }
@@ -153,9 +153,11 @@ class MachineBackup {
     check_interrupt();
     const std::string& machine = work_.machine.path;
     const std::string text =
-        manifest_text({machine, tools_.server_name, work_.snapshot_name, current_time(),
+        manifest_text({machine, tools_.server_name, work_.snapshot_name, time_text(std::time(nullptr)),
                        ::strcasecmp(work_.machine.power_state.c_str(), "running") == 0, objects_, result_.disks});
-    ResticUpload upload(tools_.restic, machine + manifest_name, {manifest_tag, backup_tag(work_.snapshot_name)});
+    std::vector<std::string> tags{manifest_tag, backup_tag(work_.snapshot_name)};
+    for (const SavedDisk& disk : result_.disks) tags.push_back(std::string(stream_tag_name) + "=" + disk.snapshot);
+    ResticUpload upload(tools_.restic, machine + manifest_name, tags);
     upload.write(text.data(), text.size());
     result_.manifest = upload.finish();
   }
@@ -208,14 +210,6 @@ void query_folders(const BackupTools& tools, const MachineWork& work) {
       continue;  // as the header says
     }
   }
-}
-
-std::string current_time() {
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  ::gmtime_r(&now, &parts);
-  std::array<char, 32> text{};
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
 }
 
 }  // namespace host

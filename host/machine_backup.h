@@ -40,7 +40,4 @@ MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work)
 /// they mean shows at the machines.
 void query_folders(const BackupTools& tools, const MachineWork& work);
 
-/// "2026-01-31T12:00:00Z".
-std::string current_time();
-
 }  // namespace host

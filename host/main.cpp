@@ -11,8 +11,11 @@
 #include "host/exit_codes.h"
 #include "host/export_command.h"
 #include "host/file_descriptor.h"
+#include "host/finish_command.h"
+#include "host/prune_command.h"
 #include "host/repository_commands.h"
 #include "host/restore_command.h"
+#include "host/snapshots_command.h"
 
 namespace {
 
@@ -33,7 +36,9 @@ ExitCode run(int argc, char** argv) {
   host::add_discover_command(program, action);
   host::add_backup_command(program, action);
   host::add_finish_command(program, action);
+  host::add_snapshots_command(program, action);
   host::add_repository_commands(program, action);
+  host::add_prune_command(program, action);
   host::add_restore_command(program, action);
   host::add_export_command(program, action);
   try {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -45,6 +46,10 @@ struct Manifest {
   std::vector<SavedDisk> disks;      // the OS disk first
 };
 
+/// A disk as JSON, and read back. Reading throws ManifestError and nlohmann::json::exception.
+nlohmann::ordered_json disk_json(const SavedDisk& disk);
+SavedDisk read_disk(const nlohmann::ordered_json& object);
+
 /// As JSON. Throws ManifestError when a text is no UTF-8, which JSON cannot hold.
 std::string manifest_text(const Manifest& manifest);
 
@@ -57,6 +62,10 @@ constexpr const char* manifest_name = "/manifest.json";
 /// The tags of a manifest and of a disk's stream.
 constexpr const char* manifest_tag = "azsbackup-manifest";
 constexpr const char* disk_tag = "azsbackup-disk";
+
+/// A manifest carries "stream=ID" for each stream that it names, so that this is known without its being read. Those of
+/// older backups do not.
+constexpr const char* stream_tag_name = "stream";
 
 /// "backup=ID", which both carry.
 std::string backup_tag(const std::string& backup_id);

@@ -28,7 +28,8 @@ void append_file(int target, const std::string& path) {
 
 }  // namespace
 
-PrivateConfig::PrivateConfig(const std::string& settings, const std::string& original) : copy_(memory_file("azsbackup-configuration")) {
+PrivateConfig::PrivateConfig(const std::string& settings, const std::string& original)
+    : copy_(memory_file("azsbackup-configuration")) {
   write_all(copy_.get(), settings.data(), settings.size());
   if (!original.empty()) append_file(copy_.get(), original);
 }

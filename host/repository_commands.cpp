@@ -3,21 +3,15 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "host/byte_text.h"
-#include "host/console.h"
-#include "host/discovery_run.h"
-#include "host/errors.h"
-#include "host/interrupt.h"
-#include "host/log_file.h"
 #include "host/manifest.h"
-#include "host/options.h"
 #include "host/printable.h"
+#include "host/repository_frame.h"
 #include "host/verification.h"
 
 namespace host {
@@ -26,62 +20,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-struct LookOptions {
-  OutputOptions output;
-  RepositoryOptions repository;
+struct LookOptions : RepositoryWork {
   std::string machine;    // a path; empty: all machines
   std::string backup_id;  // empty: the newest (show), all (list, verify)
 };
-
-/// What a command found: its lines, the further members of its JSON object, and how it ends.
-struct Answer {
-  ExitCode code = ExitCode::ok;
-  std::string lines;
-  Json members = Json::object();
-};
-
-using Look = std::function<Answer(const Restic&, const LookOptions&, Progress&)>;
-
-// ---- The frame of the three -----------------------------------------------------------------------------------------
-
-Answer look_or_fail(const Look& look, const Restic& restic, const LookOptions& options, const Console& console,
-                    Finding& error) {
-  Progress progress(console, options.output.json);
-  try {
-    return look(restic, options, progress);
-  } catch (const ResticError& failure) {
-    error = {Stage::azure_stack, ExitCode::repository, failure.what(), "Check --repo and its password."};
-  } catch (const ManifestError& failure) {
-    error = {Stage::azure_stack, ExitCode::failed, failure.what(), "Run azsbackup verify."};
-  } catch (const Interrupted&) {
-    error = {Stage::azure_stack, ExitCode::failed, "stopped by a signal", "Run the command again."};
-  }
-  return {error.code, "", Json::object()};
-}
-
-ExitCode run(const char* command, const Look& look, const LookOptions& options) {
-  const Restic restic = options.repository.open();
-  const LogFile log(options.output.log_file.empty() ? default_log_path() : options.output.log_file,
-                    options.output.verbosity);
-  const InterruptGuard guard;
-  const Console console(log.descriptor());
-  Finding error;
-  const Answer answer = look_or_fail(look, restic, options, console, error);
-  if (options.output.json) {
-    Json object{{"command", command},
-                {"repository", restic.name()},
-                {"result", result_word(answer.code)},
-                {"exit_code", static_cast<int>(answer.code)},
-                {"error", error.what.empty() ? Json() : Json{{"what", error.what}, {"next", error.next}}}};
-    object.update(answer.members);
-    console.print(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-  } else if (!error.what.empty()) {
-    console.print_error(lines_of({error.what, error.next}, (std::string(command) + " failed: ").c_str()));
-  } else {
-    console.print(answer.lines);
-  }
-  return answer.code;
-}
 
 // ---- list -----------------------------------------------------------------------------------------------------------
 
@@ -193,7 +135,9 @@ Answer verify(const Restic& restic, const LookOptions& options, Progress& progre
 
 // ---- The command line -----------------------------------------------------------------------------------------------
 
-CLI::Option* add(CLI::App& program, Action& action, const char* name, const char* purpose, const Look& look) {
+using Look = Answer (*)(const Restic&, const LookOptions&, Progress&);
+
+CLI::Option* add(CLI::App& program, Action& action, const char* name, const char* purpose, Look look) {
   auto* command = program.add_subcommand(name, purpose);
   const auto options = std::make_shared<LookOptions>();
   add_repository_options(*command, options->repository);
@@ -201,8 +145,12 @@ CLI::Option* add(CLI::App& program, Action& action, const char* name, const char
   auto* machine = command->add_option("MACHINE", options->machine, "Only this machine: /SUBSCRIPTION/GROUP/NAME");
   command->add_option("--backup", options->backup_id, "Only the backup with this id")->type_name("ID");
   command->footer(exit_code_help());
-  command->callback(
-      [name, look, options, &action] { action = [name, look, options] { return run(name, look, *options); }; });
+  command->callback([name, look, options, &action] {
+    action = [name, look, options] {
+      return run_on_repository(
+          name, *options, [&](const Restic& restic, Progress& progress) { return look(restic, *options, progress); });
+    };
+  });
   return machine;
 }
 

@@ -81,9 +81,17 @@ ResticSnapshot snapshot_of(const Json& object) {
 }  // namespace
 
 std::string ResticSnapshot::tag(std::string_view name) const {
+  const std::vector<std::string> values = tags_named(name);
+  return values.empty() ? "" : values.front();
+}
+
+std::vector<std::string> ResticSnapshot::tags_named(std::string_view name) const {
   const std::string mark = std::string(name) + "=";
-  const auto found = std::find_if(tags.begin(), tags.end(), [&](const auto& tag) { return tag.rfind(mark, 0) == 0; });
-  return found == tags.end() ? "" : found->substr(mark.size());
+  std::vector<std::string> values;
+  for (const std::string& tag : tags) {
+    if (tag.rfind(mark, 0) == 0) values.push_back(tag.substr(mark.size()));
+  }
+  return values;
 }
 
 Restic::Restic(RepositoryAccess access) : access_(std::move(access)), environment_(environment_for(access_)) {}

@@ -35,6 +35,8 @@ struct ResticSnapshot {
 
   /// The value of the tag "NAME=VALUE"; empty: there is none.
   std::string tag(std::string_view name) const;
+  /// The values of all such tags.
+  std::vector<std::string> tags_named(std::string_view name) const;
 };
 
 /// All members throw ResticError when restic fails, Interrupted, and std::system_error.

@@ -172,7 +172,7 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
                                                   [](const auto& candidate) { return candidate.machine == first; });
   host::Manifest manifest = host::load_manifest(restic_, entry);
   const host::SavedDisk good = manifest.disks[0];
-  restic_.forget({entry.snapshot.id}, false);
+  restic_.forget({entry.snapshot.id});
   const auto store = [&] {
     host::ResticUpload upload(restic_, first + host::manifest_name, {host::manifest_tag, "backup=1"});
     const std::string text = host::manifest_text(manifest);
@@ -189,7 +189,7 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
 
   manifest.disks[0] = good;
   store();
-  restic_.forget({wrong, good.snapshot}, false);
+  restic_.forget({wrong, good.snapshot});
   const Outcome missing = run({"verify"});
   EXPECT_EQ(missing.exit_code, 3);
   EXPECT_THAT(missing.output, HasSubstr("is missing in the repository"));

@@ -65,7 +65,8 @@ TEST_F(Repository, GivesBackWhatItWasGiven) {
   EXPECT_EQ(restic_.find(std::string(64, 'a')), std::nullopt);
   EXPECT_TRUE(dump(snapshots[0]) == data);
   restic_.check();
-  restic_.forget({snapshots[0].id}, true);
+  restic_.forget({snapshots[0].id});
+  restic_.prune();
   EXPECT_EQ(restic_.snapshots("kind").size(), 0U);
 }
 

@@ -1,0 +1,259 @@
+#include "host/backup_run.h"
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+#include "host/backup_events.h"
+#include "host/backup_jobs.h"
+#include "host/interrupt.h"
+#include "host/plugin.h"
+#include "host/private_config.h"
+#include "host/private_folder.h"
+#include "host/selection.h"
+#include "host/status_text.h"
+#include "host/workload_file.h"
+
+namespace host {
+
+namespace {
+
+Finding interruption() {
+  return {Stage::azure_stack, ExitCode::failed, "stopped by a signal; what was open is closed",
+          "Run the backup again; what is stored already is not stored twice."};
+}
+
+ProgressStyle progress_style(const BackupOptions& options) {
+  if (options.events) return ProgressStyle::events;
+  return options.common.json ? ProgressStyle::none : ProgressStyle::screen;
+}
+
+// As many workload files as jobs.
+std::string stream_setting(unsigned jobs) {
+  return jobs == 0 ? "" : "NO_OF_BACKUP_STREAMS_PER_NODE=" + std::to_string(jobs) + "\n";
+}
+
+void add_once(std::vector<Warning>& warnings, const Warning& warning) {
+  const bool known =
+      std::any_of(warnings.begin(), warnings.end(), [&](const Warning& other) { return other.what == warning.what; });
+  if (!known) warnings.push_back(warning);
+}
+
+/// Its steps fill the outcome.
+class Backup {
+ public:
+  Backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console, const Restic& restic)
+      : options_(options),
+        login_(login),
+        log_(log),
+        console_(console),
+        restic_(restic),
+        progress_(console, progress_style(options)),
+        server_name_(options.common.server_name()),
+        config_(stream_setting(options.jobs), options.common.config) {}
+
+  BackupOutcome run() {
+    warn_of_store(outcome_.warnings, options_.common.credentials);
+    try {
+      prepare_repository();
+      const Plugin plugin(options_.common.plugin.empty() ? default_plugin_path() : options_.common.plugin);
+      if (options_.workload.empty()) {
+        back_up_selections(plugin);
+      } else {
+        back_up_file(plugin);
+      }
+    } catch (const ResticError& error) {
+      fail({Stage::azure_stack, ExitCode::repository, error.what(),
+            "Check --repo and its password; --init makes a new repository."});
+    } catch (const PluginError& error) {
+      fail(judge_plugin(error));
+    } catch (const WorkloadError& error) {
+      fail({Stage::azure_stack, ExitCode::failed, error.what(), "Discover again."});
+    } catch (const Interrupted&) {
+      fail(interruption());
+    }
+    return std::move(outcome_);
+  }
+
+ private:
+  void fail(Finding finding) { outcome_.error = std::move(finding); }
+
+  // Before anything is asked of the cloud: snapshots that nobody can store would be in vain.
+  void prepare_repository() const {
+    try {
+      restic_.open();
+    } catch (const ResticError&) {
+      if (!options_.init || !initialized()) throw;
+    }
+  }
+
+  bool initialized() const {
+    try {
+      restic_.init();
+      return true;
+    } catch (const ResticError& error) {
+      log_.write(AAPI_LOG_ERROR, error.what());
+      return false;
+    }
+  }
+
+  SessionSettings settings(std::uint32_t kind) const {
+    return {kind, config_.path(), options_.common.credentials, &stop_when_interrupted};
+  }
+
+  // A discovery may have taken snapshots before it failed; they go as those of a whole one do.
+  void back_up_selections(const Plugin& plugin) {
+    const PrivateFolder folder("");
+    outcome_.backup_id = std::to_string(std::time(nullptr));
+    DiscoveryOutcome found = discover(plugin, folder.path());
+    outcome_.warnings.insert(outcome_.warnings.end(), found.warnings.begin(), found.warnings.end());
+    const auto* finding = std::get_if<Finding>(&found.result);
+    if (finding != nullptr) {
+      fail(*finding);
+      if (finding->code == ExitCode::failed) finish(plugin);
+      return;
+    }
+    outcome_.discovery = std::get<Discovery>(std::move(found.result));
+    try {
+      back_up_files(plugin, workload_files(folder.path()));
+    } catch (const std::exception&) {  // such as output that nobody reads any more
+      finish(plugin);
+      throw;
+    }
+    finish(plugin);
+  }
+
+  DiscoveryOutcome discover(const Plugin& plugin, const std::string& folder) const {
+    Session session(plugin, settings(AAPI_SESSION_DISCOVERY), log_, is_discovery_evidence);
+    return run_discovery(session, {server_name_, options_.selections, folder, outcome_.backup_id}, login_);
+  }
+
+  void back_up_files(const Plugin& plugin, const std::vector<std::string>& files) {
+    if (options_.jobs > 0) {
+      back_up_in_jobs(files);
+    } else {
+      with_server(plugin, [&](const BackupTools& tools) { back_up_all(tools, read_machine_work(files)); });
+    }
+  }
+
+  void back_up_file(const Plugin& plugin) {
+    const auto work = read_machine_work({options_.workload});
+    if (!work.empty()) outcome_.backup_id = work.front().snapshot_name;
+    with_server(plugin, [&](const BackupTools& tools) { back_up_all(tools, work); });
+  }
+
+  template <typename Body>
+  void with_server(const Plugin& plugin, const Body& body) {
+    Session session(plugin, settings(AAPI_SESSION_BACKUP), log_);
+    std::optional<Server> server;
+    if (auto refused = open_server(server, session, server_name_, login_)) {
+      fail(std::move(*refused));
+    } else {
+      body(BackupTools{session, *server, server_name_, restic_, progress_});
+    }
+  }
+
+  // After a signal what is left of the backup is not tried, but its end is done as ever: the snapshots have to go.
+  void back_up_all(const BackupTools& tools, const std::vector<MachineWork>& work) {
+    try {
+      for (const MachineWork& machine : work) {
+        if (machine.machine.path.empty()) {
+          query_folders(tools, machine);
+        } else if (!is_refused(machine.machine.path)) {
+          add(back_up_machine(tools, machine));
+        }
+      }
+      check_interrupt();  // the signal that stopped the plug-in in the last machine
+    } catch (const Interrupted&) {
+      fail(interruption());
+      add_untried(work, interruption());
+    }
+  }
+
+  // What a job did not get to, or was at when it was killed, is not protected; the others are not touched by it.
+  void back_up_in_jobs(const std::vector<std::string>& files) {
+    JointProgress progress(console_, !options_.has_lines());
+    const auto ends =
+        run_jobs(job_command(options_.common, options_.repository.access), files, progress, [&](MachineResult result) {
+          if (!is_refused(result.machine)) add(std::move(result));
+        });
+    try {
+      check_interrupt();
+    } catch (const Interrupted&) {
+      fail(interruption());
+    }
+    for (std::size_t at = 0; at < files.size(); ++at) take_end(ends[at], read_machine_work({files[at]}));
+  }
+
+  void take_end(const JobEnd& end, const std::vector<MachineWork>& work) {
+    for (const Warning& warning : end.warnings) add_once(outcome_.warnings, warning);
+    const Finding why = end.error.value_or(
+        Finding{Stage::azure_stack, ExitCode::failed, "its job did not tell of it", "Run the backup again."});
+    if (add_untried(work, outcome_.error.value_or(why)) && !outcome_.error) fail(why);
+  }
+
+  bool is_refused(const std::string& path) const {
+    const auto& refused = outcome_.discovery.refused;
+    return std::any_of(refused.begin(), refused.end(), [&](const LeftOut& entry) { return entry.what == path; });
+  }
+
+  void add(MachineResult result) {
+    if (options_.events) {
+      console_.print(event_line(result));
+    } else if (!options_.common.json) {
+      console_.print(machine_lines(result));
+    }
+    outcome_.machines.push_back(std::move(result));
+  }
+
+  // True when there is such a machine.
+  bool add_untried(const std::vector<MachineWork>& work, const Finding& why) {
+    const std::size_t before = outcome_.machines.size();
+    for (const MachineWork& machine : work) {
+      const std::string& path = machine.machine.path;
+      const bool done = path.empty() || is_refused(path) ||
+                        std::any_of(outcome_.machines.begin(), outcome_.machines.end(),
+                                    [&](const MachineResult& result) { return result.machine == path; });
+      if (done) continue;
+      MachineResult result;
+      result.machine = path;
+      result.problem = why.what;
+      result.next = why.next;
+      add(std::move(result));
+    }
+    return outcome_.machines.size() > before;
+  }
+
+  void finish(const Plugin& plugin) {
+    with_server(plugin, [&](const BackupTools& tools) { finish(tools.server); });
+  }
+
+  void finish(const Server& server) {
+    const std::uint32_t status =
+        server.entry().postprocess(server.handle(), joined(options_.selections).c_str(), outcome_.backup_id.c_str());
+    if (status == AAPI_OK) return;
+    outcome_.warnings.push_back({"snapshots of this backup may be left: " + status_text(status),
+                                 "Run: azsbackup finish --snapshot " + outcome_.backup_id + " SELECTION..."});
+  }
+
+  const BackupOptions& options_;
+  const Secret& login_;
+  LogFile& log_;
+  const Console& console_;
+  const Restic& restic_;
+  Progress progress_;
+  const std::string server_name_;
+  const PrivateConfig config_;
+  BackupOutcome outcome_;
+};
+
+}  // namespace
+
+std::uint32_t stop_when_interrupted(const char* /*caller*/) { return stop_request() ? 1 : 0; }
+
+BackupOutcome run_backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console,
+                         const Restic& restic) {
+  return Backup(options, login, log, console, restic).run();
+}
+
+}  // namespace host

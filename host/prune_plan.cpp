@@ -1,0 +1,110 @@
+#include "host/prune_plan.h"
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+#include <map>
+#include <utility>
+
+namespace host {
+
+namespace {
+
+constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
+
+// A manifest that is given up needs to name its streams only so that they go at once; they would go later anyway.
+StreamIds named_as_far_as_known(const Restic& restic, const std::vector<ManifestEntry>& manifests) {
+  StreamIds named;
+  for (const ManifestEntry& manifest : manifests) {
+    try {
+      named.merge(named_streams(restic, {manifest}));
+    } catch (const std::runtime_error&) {
+      continue;
+    }
+  }
+  return named;
+}
+
+// When something of a backup was stored last, by the backup's id.
+std::map<std::string, std::int64_t> last_activity(const std::vector<ResticSnapshot>& streams,
+                                                  const std::vector<ManifestEntry>& manifests) {
+  std::map<std::string, std::int64_t> times;
+  const auto add = [&](const std::string& backup_id, const std::string& time) {
+    std::int64_t& last = times[backup_id];
+    last = std::max(last, seconds_of(time));
+  };
+  for (const ResticSnapshot& stream : streams) add(stream.tag("backup"), stream.time);
+  for (const ManifestEntry& manifest : manifests) add(manifest.backup_id, manifest.snapshot.time);
+  return times;
+}
+
+std::vector<std::string> unnamed(const std::vector<ResticSnapshot>& streams, const StreamIds& named) {
+  std::vector<std::string> ids;
+  for (const ResticSnapshot& stream : streams) {
+    if (named.count(stream.id) == 0) ids.push_back(stream.id);
+  }
+  return ids;
+}
+
+}  // namespace
+
+StreamIds named_streams(const Restic& restic, const std::vector<ManifestEntry>& manifests) {
+  StreamIds named;
+  for (const ManifestEntry& manifest : manifests) {
+    std::vector<std::string> ids = manifest.snapshot.tags_named(stream_tag_name);
+    if (ids.empty()) {
+      for (SavedDisk& disk : load_manifest(restic, manifest).disks) ids.push_back(std::move(disk.snapshot));
+    }
+    named.insert(ids.begin(), ids.end());
+  }
+  return named;
+}
+
+PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules, std::int64_t oldest_running) {
+  PrunePlan plan;
+  std::vector<ResticSnapshot> streams = restic.snapshots(disk_tag);  // before the manifests that may name them
+  const std::vector<ManifestEntry> manifests = list_manifests(restic);
+  const std::vector<std::string> superseded = restic.superseded(manifest_tag, rules);
+  const StreamIds given_up(superseded.begin(), superseded.end());
+  for (const ManifestEntry& manifest : manifests) {
+    (given_up.count(manifest.snapshot.id) == 0 ? plan.kept : plan.removed).push_back(manifest);
+  }
+  const StreamIds needed = named_streams(restic, plan.kept);
+  const StreamIds freed = named_as_far_as_known(restic, plan.removed);
+  const auto activity = last_activity(streams, manifests);
+  for (ResticSnapshot& stream : streams) {
+    if (needed.count(stream.id) != 0) continue;
+    if (freed.count(stream.id) != 0) {
+      plan.streams.push_back(std::move(stream));
+    } else if (activity.at(stream.tag("backup")) < oldest_running) {
+      plan.leftovers.push_back(std::move(stream));
+    }
+  }
+  return plan;
+}
+
+// Whatever happens in between, no manifest stands whose streams are gone.
+void carry_out(const Restic& restic, const PrunePlan& plan) {
+  std::vector<std::string> manifests;
+  for (const ManifestEntry& manifest : plan.removed) manifests.push_back(manifest.snapshot.id);
+  restic.forget(manifests);
+  const StreamIds named = named_streams(restic, list_manifests(restic));
+  std::vector<std::string> streams = unnamed(plan.streams, named);
+  const std::vector<std::string> leftovers = unnamed(plan.leftovers, named);
+  streams.insert(streams.end(), leftovers.begin(), leftovers.end());
+  restic.forget(streams);
+  restic.prune();
+}
+
+std::int64_t seconds_of(const std::string& time) {
+  std::tm parts{};
+  const char* rest = ::strptime(time.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+  if (rest == nullptr) return latest;
+  std::string_view zone = rest;
+  zone.remove_prefix(std::min(zone.size(), zone.find_first_not_of(".0123456789")));
+  if (::strptime(zone.data(), "%z", &parts) == nullptr) return latest;  // it takes "Z" and "+01:00"
+  const std::int64_t offset = parts.tm_gmtoff;
+  return std::int64_t{::timegm(&parts)} - offset;
+}
+
+}  // namespace host

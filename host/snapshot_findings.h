@@ -1,0 +1,39 @@
+// What a sweep of snapshots found and deleted, read out of the plug-in's log lines.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/discover_findings.h"
+#include "host/session.h"
+
+namespace host {
+
+enum class SnapshotState { standing, deleted, failed };
+
+/// The snapshot of a managed disk that a backup took. A text is empty when the id does not tell it.
+struct StandingSnapshot {
+  std::string id;  // in Resource Manager
+  std::string resource_group;
+  std::string machine_id;      // the machine's own, not its name
+  std::string disk;            // "OS disk" or "data disk LUN"
+  std::int64_t backup_id = 0;  // seconds since the epoch; 0: not told
+  SnapshotState state = SnapshotState::standing;
+};
+
+struct SnapshotFindings {
+  std::vector<StandingSnapshot> snapshots;
+  std::vector<LeftOut> failures;    // what could not be looked at, or not be deleted
+  std::vector<std::string> errors;  // the plug-in's error lines
+  std::size_t subscriptions = 0;    // that were looked at
+};
+
+/// lines are those of the call, in order.
+SnapshotFindings read_snapshot_findings(const std::vector<LogLine>& lines);
+
+/// True for the lines below level 4 that read_snapshot_findings needs.
+bool is_snapshot_evidence(std::string_view line);
+
+}  // namespace host
