@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "src/base/process_state.h"
 #include "src/base/text.h"
@@ -12,6 +13,8 @@ namespace {
 
 ProcessValue<std::unique_ptr<azurestack_network>> m_singleton("network resources");
 
+constexpr const char* kVnetType = "virtualNetworks";
+constexpr const char* kNsgType = "networkSecurityGroups";
 constexpr const char* kListingApiVersion = "2018-09-01";
 constexpr const char* kSubnetApiVersion = "2017-10-01";
 constexpr const char* kNetworkFilter =
@@ -103,10 +106,12 @@ void azurestack_network::AddResource(const std::string& id) {
   std::string name;
   if (!parseResourceId(id, subscription, resource_group, type, name)) {
     log.error("Failed to parse resource Id %s", id.c_str());
-  } else if (EqualIgnoringCase(type, "virtualNetworks")) {
+  } else if (EqualIgnoringCase(type, kVnetType)) {
     addToMap(vnets_, subscription, resource_group, id);
-  } else if (EqualIgnoringCase(type, "networkSecurityGroups")) {
+    ids_.push_back(id);
+  } else if (EqualIgnoringCase(type, kNsgType)) {
     addToMap(nsgs_, subscription, resource_group, id);
+    ids_.push_back(id);
   } else {
     log.detail("Not maching resource type %s", type.c_str());
   }
@@ -168,6 +173,44 @@ Status azurestack_network::listVnets(const std::string& subscription, std::vecto
   return ListAll(vnets_, subscription, ids);
 }
 
+std::string azurestack_network::Find(const ResourceMap& map, const std::string& subscription,
+                                     const std::string& resource_group, const std::string& type,
+                                     const std::string& name) {
+  static_cast<void>(fetchResources(map, subscription));
+  std::string found;
+  for (const std::string& id : ids_) {
+    std::string its_subscription;
+    std::string its_group;
+    std::string its_type;
+    std::string its_name;
+    parseResourceId(id, its_subscription, its_group, its_type, its_name);
+    if (!EqualIgnoringCase(its_subscription, subscription) || !EqualIgnoringCase(its_type, type) ||
+        !EqualIgnoringCase(its_name, name)) {
+      continue;
+    }
+    if (EqualIgnoringCase(its_group, resource_group)) {
+      return id;
+    }
+    found = found.empty() ? id : found;
+  }
+  return found;
+}
+
+std::string azurestack_network::findNsg(const std::string& subscription, const std::string& resource_group,
+                                        const std::string& name) {
+  return Find(nsgs_, subscription, resource_group, kNsgType, name);
+}
+
+std::string azurestack_network::findVnet(const std::string& subscription, const std::string& resource_group,
+                                         const std::string& name) {
+  return Find(vnets_, subscription, resource_group, kVnetType, name);
+}
+
+bool azurestack_network::hasSubnet(const std::string& vnet_id, const std::string& subnet) {
+  std::string chosen;
+  return getSubnet(vnet_id, chosen) == kOk && subnets_[vnet_id].names.count(subnet) != 0;
+}
+
 Status azurestack_network::getSubnet(const std::string& vnet_id, std::string& subnet) {
   const FunctionLog log(__func__);
   if (subnets_.count(vnet_id) == 0) {
@@ -186,28 +229,29 @@ Status azurestack_network::getSubnet(const std::string& vnet_id, std::string& su
       return status;
     }
   }
-  subnet = subnets_[vnet_id];
+  subnet = subnets_[vnet_id].chosen;
   return kOk;
 }
 
 Status azurestack_network::ParseSubnet(const std::string& vnet_id) {
   const FunctionLog log(__func__);
-  std::string chosen;
+  Subnets subnets;
   const Status status = ReadList(log, response(), {"subnets", "subnets"}, [&](const json_t* subnet) {
     const std::string name = JsonStringOrEmpty(subnet, "name");
     log.detail("subnet name %s", name.c_str());
-    if (chosen != "default" && !name.empty()) {
-      chosen = name;
+    if (subnets.chosen != "default" && !name.empty()) {
+      subnets.chosen = name;
     }
+    subnets.names.insert(name);
     return kOk;
   });
   if (status != kOk) {
     return status;
   }
-  if (chosen.empty()) {
+  if (subnets.chosen.empty()) {
     return kResourceNotFound;
   }
-  subnets_[vnet_id] = chosen;
+  subnets_[vnet_id] = std::move(subnets);
   return kOk;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,14 +44,26 @@ class azurestack_network final : public azurestack_resource {
   Status listNsgs(const std::string& subscription, std::vector<std::string>& ids);
   Status listVnets(const std::string& subscription, std::vector<std::string>& ids);
 
+  /// The id of that name in a subscription, in that resource group if there is one; empty when there is none. Looks at
+  /// all that were listed, where the lists above have one of each group.
+  std::string findNsg(const std::string& subscription, const std::string& resource_group, const std::string& name);
+  std::string findVnet(const std::string& subscription, const std::string& resource_group, const std::string& name);
+
   /// The subnet of a virtual network: "default" when it has one, else the last listed. Returns 0; 6797 when it has
   /// none, 6601 for an id that cannot be an address, or why the subnets could not be listed.
   Status getSubnet(const std::string& vnet_id, std::string& subnet);
 
+  /// True when the virtual network has that subnet. Without a request once getSubnet returned 0 for it.
+  bool hasSubnet(const std::string& vnet_id, const std::string& subnet);
+
  private:
-  using GroupMap = std::map<std::string, std::string, CaselessOrder>;   // resource group to id
-  using ResourceMap = std::map<std::string, GroupMap, CaselessOrder>;   // subscription to its groups
-  using SubnetMap = std::map<std::string, std::string, CaselessOrder>;  // virtual network id to subnet
+  using GroupMap = std::map<std::string, std::string, CaselessOrder>;  // resource group to id
+  using ResourceMap = std::map<std::string, GroupMap, CaselessOrder>;  // subscription to its groups
+  struct Subnets {
+    std::string chosen;
+    std::set<std::string, CaselessOrder> names;
+  };
+  using SubnetMap = std::map<std::string, Subnets, CaselessOrder>;  // virtual network id to its subnets
 
   Status listResources(const std::string& subscription);
   Status ParseAllResources();
@@ -61,10 +74,13 @@ class azurestack_network final : public azurestack_resource {
   Status ListInGroup(const ResourceMap& map, const std::string& subscription, const std::string& resource_group,
                      std::vector<std::string>& ids);
   Status ListAll(const ResourceMap& map, const std::string& subscription, std::vector<std::string>& ids);
+  std::string Find(const ResourceMap& map, const std::string& subscription, const std::string& resource_group,
+                   const std::string& type, const std::string& name);
   Status ParseSubnet(const std::string& vnet_id);
 
   ResourceMap nsgs_;
   ResourceMap vnets_;
+  std::vector<std::string> ids_;  // all that were listed, in their order
   SubnetMap subnets_;
 };
 

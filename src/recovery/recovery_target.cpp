@@ -45,29 +45,41 @@ constexpr NetworkKind kNsg{"nsg", "nsg", "Nsg", "Network Security Group", ""};
 
 // Networks of a changed subscription.
 
-// Of the group's own network and all of the subscription, the first of that name, else the first. Empty: there is none.
-std::string PickNetwork(const std::vector<std::string>& ids, const std::string& name) {
-  const auto named =
-      std::ranges::find_if(ids, [&](const std::string& id) { return EqualIgnoringCase(LastPathComponent(id), name); });
-  return named != ids.end() ? *named : ids.empty() ? std::string() : ids.front();
-}
-
-Status TakeFound(const FunctionLog& log, const NetworkKind& kind, const std::vector<std::string>& ids,
-                 const vm_env_t& env, std::string& name, std::string& id) {
-  const std::string found = PickNetwork(ids, name);
-  if (found.empty()) {
+// named: the one of the wanted name; others: what stands in for it, the target group's own first.
+Status TakeFound(const FunctionLog& log, const NetworkKind& kind, const std::string& named,
+                 const std::vector<std::string>& others, const vm_env_t& env, std::string& name, std::string& id) {
+  if (named.empty() && others.empty()) {
     log.error("Failed to find %s found in target subscription.%serror=%d", kind.missing, kind.blank,
               static_cast<int>(kResourceNotFound));
     return kResourceNotFound;
   }
+  const std::string found = named.empty() ? others.front() : named;
   const bool in_group = EqualIgnoringCase(GroupOf(found), env.m_resource_group);
   log.flow("Found %s=[%s] in target Subscription%s.", kind.word, found.c_str(), in_group ? " & RG" : "");
-  if (!EqualIgnoringCase(name, LastPathComponent(found))) {
+  if (named.empty()) {
     log.error("%s \"%s\" is not known in the target subscription; %s takes its place", kind.missing, name.c_str(),
               found.c_str());
   }
   id = found;
   name = LastPathComponent(found);
+  return kOk;
+}
+
+// The wanted subnet if the network has it, else the network's own choice.
+Status FindSubnet(const FunctionLog& log, azurestack_network& networks, vm_network_profile_t& network) {
+  std::string chosen;
+  if (networks.getSubnet(network.m_vnet_id, chosen) != kOk) {
+    log.error("Failed to find subnet in VNET [%s].error=%d", network.m_vnet_id.c_str(),
+              static_cast<int>(kResourceNotFound));
+    return kResourceNotFound;
+  }
+  if (!networks.hasSubnet(network.m_vnet_id, network.m_subnet)) {
+    if (!network.m_subnet.empty()) {
+      log.error("Subnet \"%s\" is not known in %s; \"%s\" takes its place", network.m_subnet.c_str(),
+                network.m_vnet_id.c_str(), chosen.c_str());
+    }
+    network.m_subnet = chosen;
+  }
   return kOk;
 }
 
@@ -77,15 +89,9 @@ Status FindVnet(const FunctionLog& log, azurestack_network& networks, const vm_e
   static_cast<void>(networks.listVnets(env.m_subscription_id, env.m_resource_group, ids));
   static_cast<void>(networks.listVnets(env.m_subscription_id, ids));
   network.m_vnet_name = SplitNetworkName(network.m_vnet_name).network;
-  if (const Status status = TakeFound(log, kVnet, ids, env, network.m_vnet_name, network.m_vnet_id); status != kOk) {
-    return status;
-  }
-  if (networks.getSubnet(network.m_vnet_id, network.m_subnet) != kOk) {
-    log.error("Failed to find subnet in VNET [%s].error=%d", network.m_vnet_id.c_str(),
-              static_cast<int>(kResourceNotFound));
-    return kResourceNotFound;
-  }
-  return kOk;
+  const std::string named = networks.findVnet(env.m_subscription_id, env.m_resource_group, network.m_vnet_name);
+  const Status status = TakeFound(log, kVnet, named, ids, env, network.m_vnet_name, network.m_vnet_id);
+  return status == kOk ? FindSubnet(log, networks, network) : status;
 }
 
 Status FindNsg(const FunctionLog& log, azurestack_network& networks, const vm_env_t& env,
@@ -96,7 +102,8 @@ Status FindNsg(const FunctionLog& log, azurestack_network& networks, const vm_en
   std::vector<std::string> ids;
   static_cast<void>(networks.listNsgs(env.m_subscription_id, env.m_resource_group, ids));
   static_cast<void>(networks.listNsgs(env.m_subscription_id, ids));
-  return TakeFound(log, kNsg, ids, env, network.m_nsg_name, network.m_nsg_id);
+  const std::string named = networks.findNsg(env.m_subscription_id, env.m_resource_group, network.m_nsg_name);
+  return TakeFound(log, kNsg, named, ids, env, network.m_nsg_name, network.m_nsg_id);
 }
 
 Status FindNetworks(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const vm_env_t& env,

@@ -105,7 +105,7 @@ TEST_F(RecoveryTarget, FollowsThePathOrTheOperator) {
          entry.m_network_profile.m_vnet_name.clear();
        },
        "6614"},
-      {there, kHere, keep, "6797"}};
+      {there, kHere, keep, "there lab-rg/web-01 Standard_A1 Deallocated lab-rg/lab-vnet/default lab-rg/lab-nsg"}};
   for (const Case& one : cases) {
     EXPECT_EQ(Target(one.path, one.original, one.change), one.target) << &one - cases;
   }
@@ -113,18 +113,22 @@ TEST_F(RecoveryTarget, FollowsThePathOrTheOperator) {
        {"VMName is required for recovery.", "\"a/../b\" cannot be a subscription",
         "Changing Target Subscription needs additional configuration to be specified during restore.",
         "Virtual Network \"unknown\" is not known in the target subscription",
-        "Failed to find Virtual Network found in target subscription. error=6797"}) {
+        "Subnet \"front\" is not known in /subscriptions/"}) {
     EXPECT_TRUE(log.contains(4, line)) << line;
   }
   EXPECT_TRUE(log.contains(3, "virtualNetworks/web-vnet] in target Subscription & RG."));
   EXPECT_TRUE(log.contains(3, "virtualNetworks/data-vnet] in target Subscription."));
 }
 
-TEST_F(RecoveryTarget, LacksASubnetOrASecurityGroup) {
+TEST_F(RecoveryTarget, LacksANetworkASubnetOrASecurityGroup) {
   const Change keep = [](vm_details_t& entry) { entry.m_flag = true; };
   Answer("/subnets", 200, {}, R"({"value":[]})");
   EXPECT_EQ(Target(vm_path, kEmpty, keep), "6797");
   EXPECT_TRUE(log.contains(4, "Failed to find subnet in VNET [/subscriptions/" + kHere));
+  Open(AadSetup());
+  Answer("/resources", 200, {}, R"({"value":[]})");
+  EXPECT_EQ(Target(vm_path, kEmpty, keep), "6797");
+  EXPECT_TRUE(log.contains(4, "Failed to find Virtual Network found in target subscription. error=6797"));
   Open(AadSetup());
   Answer("/resources", 200, {},
          R"({"value":[{"id":"/subscriptions/)" + kHere +
@@ -132,6 +136,17 @@ TEST_F(RecoveryTarget, LacksASubnetOrASecurityGroup) {
   Answer("/subnets", 200, {}, R"({"value":[{"name":"s"}]})");
   EXPECT_EQ(Target(vm_path, kEmpty, keep), "6797");
   EXPECT_TRUE(log.contains(4, "Failed to find Network Security Group found in target subscription.error=6797"));
+}
+
+TEST_F(RecoveryTarget, IsFoundByNameAlsoBesideOthersOfItsGroup) {
+  const std::string begin =
+      R"({"id":"/subscriptions/)" + kHere + R"(/resourceGroups/net-rg/providers/Microsoft.Network/)";
+  const std::string networks = begin + R"(virtualNetworks/a"},)" + begin + R"(virtualNetworks/WEB-vnet"})";
+  const std::string groups = begin + R"(networkSecurityGroups/a"},)" + begin + R"(networkSecurityGroups/web-nsg"})";
+  Answer("/resources", 200, {}, R"({"value":[)" + networks + "," + groups + "]}");
+  Answer("/WEB-vnet/subnets", 200, {}, R"({"value":[{"name":"default"},{"name":"Front"}]})");
+  EXPECT_EQ(Target(vm_path, kEmpty, [](vm_details_t& entry) { entry.m_flag = true; }),
+            "here web-rg/web-01 Standard_A1 Deallocated net-rg/WEB-vnet/front net-rg/web-nsg");
 }
 
 TEST_F(RecoveryTarget, HasBootDiagnosticsWhereTheirAccountIs) {
