@@ -139,6 +139,7 @@ std::vector<std::string> Restic::superseded(const std::string& tag, const std::v
   std::vector<std::string> arguments{"forget", "--dry-run", "--no-lock", "--json", "--tag", tag, "--group-by", "paths"};
   arguments.insert(arguments.end(), rules.begin(), rules.end());
   const std::string text = run(arguments);
+  if (text.empty()) return {};  // there is none of this tag
   try {
     std::vector<std::string> ids;
     for (const Json& group : Json::parse(text)) {

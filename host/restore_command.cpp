@@ -228,8 +228,7 @@ void add_restore_command(CLI::App& program, Action& action) {
                    "BootDiagnostics; put its disks elsewhere: StagingStorageAccount, DiskRg, DiskType, StorageAccount, "
                    "Container (each at most once)")
       ->type_name("KEY=VALUE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   command->add_option("--as", options->given.as, "A new name for the machine; the same as --set VmName=NAME")
       ->type_name("NAME");
   command->add_option("--to", options->given.to, "Another place for machines that come back as they were")

@@ -1,8 +1,14 @@
 // azsbackup backup as a whole: the program, the real plug-in, a simulated Azure Stack with its disks in a blob service,
 // and a restic repository.
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
 
 #include "host/manifest.h"
 #include "host/sha256.h"
@@ -18,6 +24,7 @@
 namespace {
 
 using host_test::Outcome;
+using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -58,13 +65,37 @@ class BackupSystem : public testing::Test {
  protected:
   BackupSystem() { sim::write_client_files(folder_.path("client"), cloud_, options_.world); }
 
-  Outcome run(std::vector<std::string> arguments) const {
+  std::vector<std::string> environment() const {
+    return {"AZSBACKUP_REPO=" + folder_.path("repository"), "AZSBACKUP_REPO_PASSWORD_FILE=" + password_,
+            "AZSBACKUP_SERVER=" + cloud_.management_host(),
+            "AZSBACKUP_CONFIG=" + folder_.path("client/azurestack.conf"),
+            "AZSBACKUP_CREDENTIALS=" + folder_.path("client/credentials")};
+  }
+  std::unique_ptr<host_test::RunningProgram> start(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"--log-file", folder_.path("log"), "-vv"});
-    return host_test::run_azsbackup(
-        arguments, folder_.path("home"),
-        {"AZSBACKUP_REPO=" + folder_.path("repository"), "AZSBACKUP_REPO_PASSWORD_FILE=" + password_,
-         "AZSBACKUP_SERVER=" + cloud_.management_host(), "AZSBACKUP_CONFIG=" + folder_.path("client/azurestack.conf"),
-         "AZSBACKUP_CREDENTIALS=" + folder_.path("client/credentials")});
+    return std::make_unique<host_test::RunningProgram>(arguments, folder_.path("home"), environment());
+  }
+  Outcome run(const std::vector<std::string>& arguments) const { return start(arguments)->wait(); }
+  std::uintmax_t log_bytes() const {
+    std::error_code none;
+    const auto bytes = std::filesystem::file_size(folder_.path("log"), none);
+    return none ? 0 : bytes;
+  }
+  // Backups that are underway are met by what they have done, not by time.
+  template <typename Reached>
+  static void run_until(host_test::RunningProgram& program, const Reached& reached) {
+    while (program.runs() && !reached()) std::this_thread::yield();
+  }
+  std::ptrdiff_t answered(const std::string& what) const {
+    const auto requests = cloud_.requests();
+    return std::count_if(requests.begin(), requests.end(), [&](const auto& request) {
+      return request.status > 0 && request.status < 300 && request.target.find(what) != std::string::npos;
+    });
+  }
+  std::size_t standing_snapshots() const {
+    const Outcome outcome = run({"snapshots", "--json", subscription});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
+    return json::parse(outcome.output)["snapshots"].size();
   }
   // Snapshots of managed disks that were made, or deleted.
   std::ptrdiff_t snapshot_requests(const std::string& method) const {
@@ -124,6 +155,82 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
   ASSERT_EQ(stored.size(), 1U);
   EXPECT_EQ(stored[0].machine, subscription + "/Data_RG.1/DB-01");
   EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
+}
+
+// What the signal finds open is closed, by the jobs as well.
+TEST_F(BackupSystem, LeavesNothingInTheCloudAfterASignal) {
+  restic_.init();
+  for (const std::vector<std::string>& jobs : {std::vector<std::string>{}, {"--jobs", "2"}}) {
+    cloud_.clear_requests();
+    std::vector<std::string> arguments{"backup", subscription};
+    arguments.insert(arguments.end(), jobs.begin(), jobs.end());
+    const auto program = start(arguments);
+    run_until(*program, [&] { return answered("eginGetAccess") > 0; });
+    program->send(SIGINT);
+    const Outcome outcome = program->wait();
+    EXPECT_THAT(outcome.exit_code, testing::AnyOf(1, 3)) << outcome.output;  // 3: a machine was done already
+    EXPECT_THAT(outcome.error, HasSubstr("stopped by a signal"));
+    EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: "));
+    EXPECT_GT(answered("eginGetAccess"), 0);
+    EXPECT_EQ(answered("eginGetAccess"), answered("ndGetAccess"));
+    EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
+    EXPECT_EQ(standing_snapshots(), 0U);
+  }
+}
+
+TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
+  const std::string machine = subscription + "/web-rg/web-01";
+  ASSERT_EQ(run({"backup", machine, "--init"}).exit_code, 0);
+  const std::uintmax_t whole = log_bytes();
+  const unsigned points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
+  for (unsigned point = 0; point < points; ++point) {
+    SCOPED_TRACE(point);
+    const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);
+    std::vector<std::string> arguments{"backup", machine};
+    if (point % 2 == 1) arguments.insert(arguments.end(), {"--jobs", "2"});
+    const auto program = start(arguments);
+    run_until(*program, [&] { return log_bytes() >= end; });
+    program->send(SIGKILL);
+    EXPECT_EQ(program->wait().exit_code, -1);
+    const Outcome verified = run({"verify"});
+    EXPECT_EQ(verified.exit_code, 0) << verified.output << verified.error;
+    const Outcome again = run({"backup", machine});
+    EXPECT_EQ(again.exit_code, 0) << again.output << again.error;
+  }
+  EXPECT_EQ(run({"verify"}).exit_code, 0);
+  EXPECT_GT(standing_snapshots(), 0U);
+  const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
+  const std::string all = folder_.write_file("all.conf", "SNAPSHOT_CLEANUP_MIN=0\n" + config);
+  EXPECT_EQ(run({"snapshots", "--sweep", subscription}).exit_code, 0);  // none is a day old
+  EXPECT_GT(standing_snapshots(), 0U);
+  const Outcome swept = run({"snapshots", "--sweep", "--config", all, subscription});
+  EXPECT_EQ(swept.exit_code, 0) << swept.output << swept.error;
+  EXPECT_THAT(swept.output, HasSubstr("deleted"));
+  EXPECT_EQ(standing_snapshots(), 0U);
+}
+
+TEST_F(BackupSystem, SpreadsMachinesOverJobs) {
+  const Outcome outcome = run({"backup", subscription, "--init", "--jobs", "2"});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
+  EXPECT_THAT(outcome.output, HasSubstr("2 machines protected, 0 not."));
+  EXPECT_EQ(manifests().size(), 2U);
+  EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
+  host_test::expect_no_secret(outcome.output + outcome.error + test_support::read_file(folder_.path("log")),
+                              options_.world, cloud_.requests());
+}
+
+// A login that is refused is the cause of everything; one list that fails is one thing not known.
+TEST_F(BackupSystem, TellsWhySnapshotsAreNotKnown) {
+  sim::Response forbidden;
+  forbidden.status = 403;
+  forbidden.body = R"({"error":{"code":"AuthorizationFailed","message":"no role here"}})";
+  cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
+  const Outcome partly = run({"snapshots", subscription});
+  EXPECT_EQ(partly.exit_code, 3) << partly.output << partly.error;
+  EXPECT_THAT(partly.output, HasSubstr("Not done: managed disks of subscription "));
+  cloud_.add_fault({.target = "^/subscriptions", .times = sim::Fault::forever, .action = sim::RefuseToken{}});
+  const Outcome refused = run({"snapshots", subscription});
+  EXPECT_EQ(refused.exit_code, 14) << refused.output << refused.error;
 }
 
 }  // namespace

@@ -118,12 +118,41 @@ TEST_F(Backup, ClosesWhatIsOpenWhenItIsStopped) {
   EXPECT_THAT(streams(), ElementsAre());
 }
 
-TEST_F(Backup, CanBeRunAgainAfterItWasKilled) {
-  EXPECT_EQ(backup("killed").exit_code, -1);
-  EXPECT_THAT(protected_machines(), ElementsAre());
-  EXPECT_EQ(backup("fine").exit_code, 0);
-  EXPECT_THAT(protected_machines(), ElementsAre(first, second));
-  restic_.check();
+// Each machine is a job's of its own here. What happens to the first one's job is nothing to the second, and the end of
+// the backup is done once, whatever happens.
+TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
+  struct Case {
+    std::string kind;
+    int exit_code;
+    std::string words;  // about the first machine
+  };
+  const std::vector<Case> cases = {{"fine", 0, "copy is crash-consistent"},
+                                   {"breaks", 3, "cannot be read: the operation failed (status 6614)"},
+                                   {"signal", 3, "stopped by a signal"},
+                                   {"killed", 3, "the job of w.1 was ended by signal 9"}};
+  for (const Case& given : cases) {
+    std::filesystem::remove_all(repository_);
+    std::filesystem::remove(folder_.path("log"));
+    const Outcome outcome = backup(given.kind, {"/s", "--init", "--jobs", "2", "--json"});
+    EXPECT_EQ(outcome.exit_code, given.exit_code) << given.kind << outcome.output << outcome.error;
+    const json report = json::parse(outcome.output);
+    ASSERT_EQ(report["machines"].size(), 2U) << outcome.output;
+    const bool in_order = report["machines"][0]["path"] == first;
+    const json& hurt = report["machines"][in_order ? 0 : 1];
+    EXPECT_THAT(hurt.dump(), HasSubstr(given.words));
+    EXPECT_EQ(hurt["protected"], given.exit_code == 0);
+    EXPECT_EQ(report["machines"][in_order ? 1 : 0]["disks"][0]["stream_bytes"], 512 + (5 << 20));
+    EXPECT_EQ(protected_machines().size(), given.exit_code == 0 ? 2U : 1U);
+    const std::string swept = log();
+    EXPECT_THAT(swept, HasSubstr("sweep /s\n"));
+    EXPECT_EQ(swept.find("sweep"), swept.rfind("sweep"));
+  }
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"/s", "--jobs", "0"},
+                                                    {"/s", "--jobs", "9"},
+                                                    {"--jobs", "2", "--workload", "/w"},
+                                                    {"/s", "--jobs", "2", "--config", "/dev/null"}}) {
+    EXPECT_EQ(backup("fine", arguments).exit_code, 2);
+  }
 }
 
 TEST_F(Backup, GoesOnWithoutASettingOfUnmanagedDisks) {

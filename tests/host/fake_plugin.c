@@ -305,16 +305,37 @@ static void write_machine(FILE* file, const char* name, const char* power_state)
   }
 }
 
-static void write_machines(const char* folder, const char* snapshot) {
+static FILE* open_workload(const char* folder, int number, const char* snapshot) {
   char text[1024];
-  snprintf(text, sizeof text, "%s/w.1", folder);
+  snprintf(text, sizeof text, "%s/w.%d", folder, number);
   FILE* file = fopen(text, "w");
-  if (file == NULL) return;
+  if (file == NULL) return NULL;
   snprintf(text, sizeof text, "snapshot_name=%s", snapshot);
   write_record(file, text);
   write_record(file, "/s");
   write_record(file, "/s/g");
+  return file;
+}
+
+/* A file for each stream that the first line of the configuration asks for, at most two. */
+static int streams(const aapi_server_t* server) {
+  int number = 1;
+  FILE* file = server->session->config_path == NULL ? NULL : fopen(server->session->config_path, "r");
+  if (file == NULL) return number;
+  if (fscanf(file, "NO_OF_BACKUP_STREAMS_PER_NODE=%d", &number) != 1) number = 1;
+  (void)fclose(file);
+  return number;
+}
+
+static void write_machines(const aapi_server_t* server, const char* folder, const char* snapshot) {
+  FILE* file = open_workload(folder, 1, snapshot);
+  if (file == NULL) return;
   write_machine(file, "first", "running");
+  if (streams(server) > 1) {
+    (void)fclose(file);
+    file = open_workload(folder, 2, snapshot);
+    if (file == NULL) return;
+  }
   write_machine(file, "second", "deallocated");
   (void)fclose(file);
 }
@@ -324,7 +345,7 @@ static uint32_t discovery(aapi_server_t* server, const char* selections, const c
                           const char* snapid) {
   (void)selections, (void)proxyclients, (void)outfilesuffix, (void)schedtype;
   if (has_machines(server)) {
-    write_machines(wkldoutdir, snapid);
+    write_machines(server, wkldoutdir, snapid);
     server->session->log("tag", "run_scanner: Total VMs scanned: 2,", AAPI_LOG_DETAIL);
     return 0;
   }

@@ -1,6 +1,7 @@
 #include "tests/host/program.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -8,7 +9,6 @@
 #include <system_error>
 
 #include "tests/support/read_file.h"
-#include "tests/support/temporary_directory.h"
 
 namespace host_test {
 
@@ -40,9 +40,8 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::string& home,
-                      const std::vector<std::string>& extra) {
-  const test_support::TemporaryDirectory caught;
+RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::string& home,
+                               const std::vector<std::string>& extra) {
   std::vector<std::string> argv{AZSBACKUP_PROGRAM};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<std::string> environment{"PATH=/usr/bin:/bin", "HOME=" + home};
@@ -51,16 +50,38 @@ Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::stri
     if (const char* value = std::getenv(name.c_str())) environment.push_back(name + "=" + value);
   }
   FileActions actions;
-  actions.redirect(1, caught.path("output"));
-  actions.redirect(2, caught.path("error"));
-  pid_t child = 0;
-  const int failure = ::posix_spawn(&child, AZSBACKUP_PROGRAM, actions.get(), nullptr, pointers(argv).data(),
+  actions.redirect(1, caught_.path("output"));
+  actions.redirect(2, caught_.path("error"));
+  const int failure = ::posix_spawn(&pid_, AZSBACKUP_PROGRAM, actions.get(), nullptr, pointers(argv).data(),
                                     pointers(environment).data());
   if (failure != 0) throw std::system_error(failure, std::generic_category(), "cannot start " AZSBACKUP_PROGRAM);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, test_support::read_file(caught.path("output")),
-          test_support::read_file(caught.path("error"))};
+}
+
+RunningProgram::~RunningProgram() {
+  if (pid_ < 0) return;
+  send(SIGKILL);
+  wait();
+}
+
+bool RunningProgram::runs() {
+  if (pid_ >= 0 && ::waitpid(pid_, &status_, WNOHANG) == pid_) pid_ = -1;
+  return pid_ >= 0;
+}
+
+void RunningProgram::send(int signal) const {
+  if (pid_ > 0) ::kill(pid_, signal);
+}
+
+Outcome RunningProgram::wait() {
+  if (pid_ >= 0) ::waitpid(pid_, &status_, 0);
+  pid_ = -1;
+  return {WIFEXITED(status_) ? WEXITSTATUS(status_) : -1, test_support::read_file(caught_.path("output")),
+          test_support::read_file(caught_.path("error"))};
+}
+
+Outcome run_azsbackup(const std::vector<std::string>& arguments, const std::string& home,
+                      const std::vector<std::string>& extra) {
+  return RunningProgram(arguments, home, extra).wait();
 }
 
 }  // namespace host_test

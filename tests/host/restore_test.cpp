@@ -16,7 +16,10 @@
 namespace {
 
 using host_test::managed_disk;
+using host_test::manifest_of;
 using host_test::Outcome;
+using host_test::store_disk;
+using host_test::store_manifest;
 using nlohmann::json;
 using testing::AllOf;
 using testing::ElementsAre;
@@ -61,7 +64,7 @@ class Restore : public testing::Test {
   /// What a whole restore of the machine calls, its paths below `path`.
   static Texts whole_restore(const std::string& machine, const std::string& path) {
     Texts calls{"ask " + path};
-    for (const host::SavedObject& object : host_test::manifest_of(machine, "17", {}).objects) {
+    for (const host::SavedObject& object : manifest_of(machine, "17", {}).objects) {
       if (!object.data) continue;
       const std::string at = path + object.path.substr(machine.size());
       calls.insert(calls.end(), {"ask " + at, "create " + at, "write " + at + ": " + *object.data, "close " + at});
@@ -280,13 +283,13 @@ TEST_F(Export, WritesTheDiskItself) {
 TEST_F(Export, TellsAndLeavesNothingOfADamagedDisk) {
   const std::string headless = host_test::disk_stream("no footer");
   host::SavedDisk raw = store_disk(restic_, first + managed_disk, headless, "17");
-  store_manifest(restic_, host_test::manifest_of(first, "17", {raw}));
+  store_manifest(restic_, manifest_of(first, "17", {raw}));
   const json report = json::parse(export_disk({"17", "os", file_, "--json"}).output);
   EXPECT_EQ(report["format"], "raw");
   EXPECT_EQ(report["footer_problem"], "it has no VHD footer");
 
   raw.sha256 = std::string(64, '0');
-  store_manifest(restic_, host_test::manifest_of(first, "17", {raw}));
+  store_manifest(restic_, manifest_of(first, "17", {raw}));
   std::filesystem::remove(file_);
   const Outcome damaged = export_disk({"17", "os", file_});
   EXPECT_EQ(damaged.exit_code, 1);

@@ -41,7 +41,7 @@ TEST(SavedMachine, IsRefusedWithTheObjectThatIsWrong) {
       {[](Manifest& m) { m.machine = "/s/g/other"; }, "its manifest is of /s/g/other"},
       {[](Manifest& m) { m.objects.pop_back(); }, "VmName is missing"},
       {[](Manifest& m) { m.objects.erase(m.objects.begin() + 1); }, "UseManagedDisk is missing"},
-      {[](Manifest& m) { std::swap(m.objects.back(), m.objects[5]); }, "Metadata/SubId=s stands behind the last"},
+      {[](Manifest& m) { std::swap(m.objects.back(), m.objects[5]); }, "PowerState= stands behind the last"},
       {[](Manifest& m) { m.objects.insert(m.objects.begin(), m.objects[2]); }, "SubId=s stands there a second time"},
       {[&](Manifest& m) { m.objects[3].path = "/s/g/other/Metadata/Size=A1"; }, "is no object of this machine"},
       {[&](Manifest& m) { m.objects[3].path = at + "Colour=red"; }, "Colour=red is of no known kind"},
