@@ -125,8 +125,8 @@ const std::string* RestoreChanges::find(std::string_view key) const {
 }
 
 bool RestoreChanges::keeps_configuration() const {
-  return !to.empty() || std::none_of(settings.begin(), settings.end(),
-                                     [](const auto& setting) { return find_key(setting.first)->reconfigures; });
+  const auto changed = [this](const Key& key) { return key.reconfigures && find(key.name) != nullptr; };
+  return !to.empty() || std::none_of(keys.begin(), keys.end(), changed);
 }
 
 KeyScope scope_of(std::string_view key) {
