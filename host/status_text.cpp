@@ -47,6 +47,13 @@ constexpr std::array entries{
     Entry{6781, "the disk's snapshot is not exported", try_again},
     Entry{6782, "the disk's data cannot be opened", try_again},
     Entry{6783, "the disk's snapshot cannot be found", try_again},
+    Entry{6789, "the target's subscription, a resource group or the disk's type is not there",
+          "Choose what is there: --to, or --set with SubId, RgName, DiskRg, DiskType."},
+    Entry{6792, "the target's storage account is not there",
+          "Set STAGING_STORAGE_ACCOUNTS in the configuration, or --set StagingStorageAccount or StorageAccount."},
+    Entry{6793, "Azure Stack did not take the machine", "If its name is taken, give another with --as."},
+    Entry{6794, "the machine's network interface could not be made", "Check the network; --set Vnet, Subnet, Nsg."},
+    Entry{6797, "a network is not there", "Choose one of the target subscription: --set Vnet, Subnet, Nsg."},
     Entry{6795, "a selection has not the form that the plug-in takes", selection_form},
 };
 

@@ -1,0 +1,222 @@
+// azsbackup restore as a whole: what backup stored of a simulated Azure Stack's machines is made anew through the real
+// plug-in, and every disk is compared with the one that was backed up.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "sim/client_files.h"
+#include "tests/host/no_secret.h"
+#include "tests/host/program.h"
+#include "tests/sim/azurite_world.h"
+#include "tests/sim/curl_client.h"
+#include "tests/support/read_file.h"
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using host_test::Outcome;
+using nlohmann::json;
+using testing::HasSubstr;
+
+using Texts = std::vector<std::string>;
+
+const std::string subscription = "4caa8431-21b4-4e0b-bca0-1542a5f11e23";
+const std::string web = "/" + subscription + "/web-rg/web-01";
+const std::string group_path = "/" + subscription + "/web-rg/";
+const std::string db = "/" + subscription + "/Data_RG.1/DB-01";
+
+class RestoreSystem : public testing::Test {
+ protected:
+  RestoreSystem() {
+    sim::write_client_files(folder_.path("client"), cloud_, options_.world);
+    config_ = folder_.write_file("config", test_support::read_file(folder_.path("client/azurestack.conf")) +
+                                               "STAGING_STORAGE_ACCOUNTS=demodiag1\n");
+    const Outcome backup = run({"backup", "/" + subscription, "--init"});
+    EXPECT_EQ(backup.exit_code, 0) << backup.output << backup.error;
+  }
+
+  Texts environment() const {
+    return {"AZSBACKUP_REPO=" + folder_.path("repository"),
+            "AZSBACKUP_REPO_PASSWORD_FILE=" + folder_.path("password"),
+            "AZSBACKUP_SERVER=" + cloud_.management_host(),
+            "AZSBACKUP_CONFIG=" + config_,
+            "AZSBACKUP_CREDENTIALS=" + folder_.path("client/credentials"),
+            "AZSBACKUP_LOG_FILE=" + folder_.path("log"),
+            "TMPDIR=" + folder_.path("")};
+  }
+  Outcome run(const Texts& arguments) const {
+    return host_test::run_azsbackup(arguments, folder_.path("home"), environment());
+  }
+  std::string log() const { return test_support::read_file(folder_.path("log")); }
+
+  const sim::Machine* machine(const std::string& path) const {
+    const std::size_t name = path.rfind('/') + 1;
+    const std::size_t group = path.find('/', 1) + 1;
+    world_ = cloud_.world();
+    const auto& machines = world_.subscriptions[0].resource_groups.at(path.substr(group, name - group - 1)).machines;
+    const auto found = machines.find(path.substr(name));
+    return found == machines.end() ? nullptr : &found->second;
+  }
+  /// The SHA-256 of what each disk of the machine holds, the OS disk first.
+  Texts contents(const std::string& path) const {
+    const sim::Machine* found = machine(path);
+    if (found == nullptr) return {"no machine " + path};
+    const sim::Machine copy = *found;
+    Texts digests{digest(copy.os_disk)};
+    for (const sim::MachineDisk& disk : copy.data_disks) digests.push_back(digest(disk));
+    return digests;
+  }
+  std::string digest(const sim::MachineDisk& disk) const {
+    const sim::World& world = options_.world;
+    const std::string place = disk.vhd
+                                  ? "https://" + disk.vhd->account + ".blob." + world.region + "." + world.domain +
+                                        "/" + disk.vhd->container + "/" + disk.vhd->name
+                                  : "/subscriptions/" + subscription + "/resourceGroups/" + disk.managed_disk->group +
+                                        "/providers/Microsoft.Compute/disks/" + disk.managed_disk->name;
+    return cloud_.disk_digest(place).sha256;
+  }
+  /// The ids of all that stands in the cloud.
+  Texts standing() const {
+    Texts ids;
+    for (const json& kind : json::parse(cloud_.state())) {
+      for (const json& resource : kind) ids.push_back(resource.value("id", resource.value("snapshot", "")));
+    }
+    return ids;
+  }
+  std::uintmax_t log_bytes() const { return std::filesystem::file_size(folder_.path("log")); }
+
+  void delete_machine(const std::string& path) {
+    sim_test::CurlClient client(cloud_.ca_file().string());
+    const auto login =
+        client.send("POST", "https://" + cloud_.aad_host() + "/" + options_.world.tenant_id + "/oauth2/token", {},
+                    "grant_type=client_credentials&client_id=" + options_.world.aad_clients[0].client_id +
+                        "&client_secret=demo%2Bclient/secret%3D42&resource=" + options_.world.audience);
+    const std::string token = json::parse(login.body).at("access_token");
+    const std::size_t name = path.rfind('/');
+    const std::size_t group = path.find('/', 1);
+    const auto answer =
+        client.send("DELETE",
+                    "https://" + cloud_.management_host() + "/subscriptions/" + subscription + "/resourceGroups" +
+                        path.substr(group, name - group) + "/providers/Microsoft.Compute/virtualMachines" +
+                        path.substr(name) + "?api-version=2017-12-01",
+                    {"Authorization: Bearer " + token});
+    ASSERT_LT(answer.status, 300) << answer.body;
+  }
+
+  const test_support::TemporaryDirectory folder_;
+  const std::string password_ = folder_.write_file("password", "hunter2");
+  const sim::Options options_ = sim_test::over_azurite();
+  sim::Simulator cloud_{options_};
+  std::string config_;
+
+ private:
+  mutable sim::World world_;
+};
+
+TEST_F(RestoreSystem, BringsDeletedMachinesBackByteForByte) {
+  const Texts web_disks = contents(web);
+  const Texts db_disks = contents(db);
+  delete_machine(web);
+  delete_machine(db);
+
+  const Texts before = standing();
+  const Outcome plan = run({"restore", "latest", "--dry-run", "--json"});
+  ASSERT_EQ(plan.exit_code, 0) << plan.output << plan.error << log();
+  EXPECT_EQ(standing(), before);
+
+  cloud_.clear_requests();
+  const Outcome outcome = run({"restore", "latest", "--json", "-vv"});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
+  EXPECT_EQ(contents(web), web_disks);
+  EXPECT_EQ(contents(db), db_disks);
+  EXPECT_EQ(machine(web)->size, "Standard_DS1_v2");
+  EXPECT_EQ(machine(db)->power_state, "deallocated");
+  host_test::expect_no_secret(outcome.output + outcome.error + log(), options_.world, cloud_.requests());
+
+  // What was planned is what happened, but for the second in the names.
+  const json planned = json::parse(plan.output);
+  const json done = json::parse(outcome.output);
+  for (std::size_t at = 0; at < 2; ++at) {
+    for (const char* fact : {"path", "target", "size", "power_state", "virtual_network", "subnet"}) {
+      EXPECT_EQ(planned["machines"][at][fact], done["machines"][at][fact]) << fact;
+    }
+  }
+  const std::string planned_name = planned["machines"][1]["disks"][0]["name"];
+  const std::string name = done["machines"][1]["disks"][0]["name"];
+  EXPECT_EQ(name.substr(0, name.rfind('-')), planned_name.substr(0, planned_name.rfind('-')));
+  EXPECT_EQ(name.substr(name.rfind('/') + 1), machine(web)->os_disk.managed_disk->name);
+  EXPECT_TRUE(machine(web)->os_disk.managed_disk->name.starts_with("web-01-os-RESTORE-"));
+
+  const Outcome again = run({"restore", "latest", db});
+  EXPECT_EQ(again.exit_code, 1) << again.output;
+  EXPECT_THAT(again.output, HasSubstr("is there already"));
+}
+
+TEST_F(RestoreSystem, MakesMachinesAnewUnderOtherNames) {
+  const Outcome managed = run({"restore", "latest", web, "--as", "web-99", "--set", "Size=Standard_A1_v2", "--set",
+                               "PowerState=deallocated", "--set", "DiskType=Standard_LRS", "--set", "Nsg="});
+  ASSERT_EQ(managed.exit_code, 0) << managed.output << managed.error;
+  const std::string made = group_path + "web-99";
+  EXPECT_EQ(contents(made), contents(web));
+  EXPECT_EQ(machine(made)->size, "Standard_A1_v2");
+  EXPECT_EQ(machine(made)->power_state, "deallocated");
+  const Outcome unmanaged = run({"restore", "latest", "DB-01", "--as", "DB-99"});
+  ASSERT_EQ(unmanaged.exit_code, 0) << unmanaged.output << unmanaged.error;
+  EXPECT_EQ(contents("/" + subscription + "/Data_RG.1/DB-99"), contents(db));
+
+  const auto machines = [&] { return json::parse(cloud_.state())["machines"].size(); };
+  const std::size_t count = machines();
+  const Outcome disks = run({"restore", "latest", web, "--disks-only", "--json"});
+  ASSERT_EQ(disks.exit_code, 0) << disks.output << disks.error;
+  EXPECT_EQ(machines(), count);
+  const json report = json::parse(disks.output);
+  Texts digests;
+  for (const json& disk : report["machines"][0]["disks"]) digests.push_back(cloud_.disk_digest(disk["name"]).sha256);
+  EXPECT_EQ(digests, contents(web));
+}
+
+TEST_F(RestoreSystem, RefusesATargetThatIsNotThereBeforeAnythingIsMade) {
+  const Texts before = standing();
+  for (const auto& [setting, words] : std::vector<std::pair<std::string, std::string>>{
+           {"DiskRg=gone", "Failed to find disk resource group name=gone"},
+           {"StagingStorageAccount=gone", "Failed to find Staging Storage Account=gone"},
+           {"SubId=gone", "Failed to find subscription ID =gone"},
+           {"DiskType=Slow", "Failed to find storage account type=Slow"}}) {
+    for (const bool dry : {true, false}) {
+      Texts arguments{"restore", "latest", web, "--as", "web-99", "--set", setting};
+      if (dry) arguments.emplace_back("--dry-run");
+      const Outcome outcome = run(arguments);
+      EXPECT_EQ(outcome.exit_code, 1) << setting;
+      EXPECT_THAT(outcome.output, HasSubstr(words));
+    }
+  }
+  EXPECT_EQ(standing(), before);
+}
+
+// Whatever a killed restore left, it is in nobody's way.
+TEST_F(RestoreSystem, RunsAgainAtOnceWhereverItWasKilled) {
+  const std::uintmax_t before = log_bytes();
+  ASSERT_EQ(run({"restore", "latest", web, "--as", "web-whole", "-vv"}).exit_code, 0);
+  const std::uintmax_t whole = log_bytes() - before;
+  const unsigned points = std::getenv("AZS_LONG") != nullptr ? 20 : 3;
+  for (unsigned point = 0; point < points; ++point) {
+    SCOPED_TRACE(point);
+    const std::string name = "web-" + std::to_string(point);
+    const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);
+    host_test::RunningProgram program({"restore", "latest", web, "--as", name, "-vv"}, folder_.path("home"),
+                                      environment());
+    while (program.runs() && log_bytes() < end) std::this_thread::yield();
+    program.send(SIGKILL);
+    EXPECT_EQ(program.wait().exit_code, -1);
+    if (machine(group_path + name) != nullptr) continue;  // killed when there was nothing left to do
+    const Outcome again = run({"restore", "latest", web, "--as", name});
+    EXPECT_EQ(again.exit_code, 0) << again.output << again.error;
+    EXPECT_EQ(contents(group_path + name), contents(web));
+  }
+}
+
+}  // namespace
