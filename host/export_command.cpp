@@ -71,6 +71,7 @@ FoundDisk find_disk(const Restic& restic, const ExportOptions& options) {
   if (found.empty()) throw NotInRepository("the backup holds no disk " + printable(options.disk));
   if (found.size() == 1) return found.begin()->second;
   std::vector<std::string> paths;
+  paths.reserve(found.size());
   for (const auto& [path, disk] : found) paths.push_back(path);
   throw UsageError(printable(options.disk) + " may be any of these disks:\n" + candidates(paths));
 }

@@ -110,7 +110,7 @@ void check_effect(const RestoreChanges& changes, const char* option, bool Key::*
 
 std::string read_place(const std::string& given) {
   if (given.empty()) return "";
-  const std::string place = read_selections({given}).front();
+  std::string place = read_selections({given}).front();
   if (std::count(place.begin(), place.end(), '/') > 2) {
     throw UsageError("--to takes SUBSCRIPTION or SUBSCRIPTION/GROUP, not \"" + printable(given, 100) + "\"");
   }

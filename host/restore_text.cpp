@@ -58,9 +58,10 @@ std::string disk_lines(const RestoredDisk& disk, bool dry_run) {
     return disk.name.empty() ? ""
                              : "  " + printable(last_part(disk.path)) + " -> " + printable(announced(disk.name)) + "\n";
   }
-  std::string line = "  " + printable(last_part(disk.path)) + ": " + byte_text(disk.bytes) + " written";
-  if (!disk.complete) return line + ", not complete and taken back\n";
-  return line + " -> " + (disk.name.empty() ? "name not known" : printable(disk.name)) + "\n";
+  const std::string line = "  " + printable(last_part(disk.path)) + ": ";
+  if (!disk.complete) return line + "not complete; taken back, unless a line below says otherwise\n";
+  return line + byte_text(disk.bytes) + " written -> " + (disk.name.empty() ? "name not known" : printable(disk.name)) +
+         "\n";
 }
 
 const char* good_word(const RestoreResult& result, bool dry_run) {

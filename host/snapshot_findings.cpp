@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
 #include <sstream>
 #include <utility>
 
@@ -26,6 +27,15 @@ constexpr Mark found_mark{"Validate found managed disk snapshot ", ""};
 constexpr Mark deleted_mark{"Delete snapshot for ", " disk is complete"};
 constexpr Mark kept_export_mark{"Failed to cancel export snapshot for ", " disk"};
 constexpr Mark kept_mark{"Failed to delete snapshot for ", " disk"};
+constexpr std::string_view account_function = "DeleteStaleSnapshot";
+constexpr std::string_view account_mark = "AccountName=";
+constexpr std::string_view blob_function = "AzureStorageWrapperLog";
+constexpr std::string_view blob_mark = "snapshot of ";
+constexpr std::string_view blob_time_mark = " as of ";
+constexpr std::string_view blob_id_mark = ": snapid \"";
+constexpr std::string_view blob_key_mark = "\", snapkey \"BDAZSNAP\", ";
+constexpr std::string_view blob_meant_mark = "to be deleted";
+constexpr std::string_view blob_gone_mark = "deleted snapshot ";
 constexpr Mark managed_failure_mark{"Failed to delete Managed Disk stale snapshots of Subscriptions ", " ."};
 constexpr Mark unmanaged_failure_mark{"Failed to delete Unmanaged Disk stale snapshots of Subscriptions ", " ."};
 
@@ -58,20 +68,50 @@ StandingSnapshot snapshot_of(std::string_view id) {
   const std::vector<std::string> parts = split(id, '/');
   const auto group = std::find_if(parts.begin(), parts.end(),
                                   [](const auto& part) { return ::strcasecmp(part.c_str(), "resourceGroups") == 0; });
-  if (group != parts.end() && group + 1 != parts.end()) snapshot.resource_group = *(group + 1);
+  if (group != parts.end() && group + 1 != parts.end()) snapshot.place = *(group + 1);
   const std::vector<std::string> fields = parts.empty() ? parts : split(parts.back(), '_');
   if (fields.size() != name_fields) return snapshot;
-  snapshot.machine_id = fields[0];
-  snapshot.disk = fields[1] == "OSDisk" ? "OS disk" : "data disk " + fields[2];
+  snapshot.disk = fields[0] + (fields[1] == "OSDisk" ? " OS disk" : " data disk " + fields[2]);
   snapshot.backup_id = number_of(fields[3]);
   return snapshot;
+}
+
+// "snapshot of CONTAINER/BLOB as of TIME: snapid "SECONDS", snapkey "TAG", kept", or "to be deleted" in its place.
+// Looked through from its end, since names can hold anything. None for a snapshot without this tag, which is somebody
+// else's.
+std::optional<StandingSnapshot> blob_snapshot_of(std::string_view text, const std::string& account) {
+  const std::size_t key = text.rfind(blob_key_mark);
+  const std::size_t id = text.rfind(blob_id_mark, key);
+  const std::size_t time = text.rfind(blob_time_mark, id);
+  if (!starts_with(text, blob_mark) || key == std::string_view::npos || id == std::string_view::npos ||
+      time == std::string_view::npos || time < blob_mark.size()) {
+    return std::nullopt;
+  }
+  StandingSnapshot snapshot;
+  snapshot.managed = false;
+  snapshot.place = account;
+  snapshot.disk = text.substr(blob_mark.size(), time - blob_mark.size());
+  snapshot.id = account + "/" + std::string(text.substr(blob_mark.size(), id - blob_mark.size()));
+  snapshot.backup_id = number_of(std::string(text.substr(id + blob_id_mark.size(), key - id - blob_id_mark.size())));
+  const bool meant = text.substr(text.size() - blob_meant_mark.size()) == blob_meant_mark;
+  snapshot.state = meant ? SnapshotState::failed : SnapshotState::standing;  // until it is told that it is gone
+  return snapshot;
+}
+
+bool ends_with(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
 class Reader {
  public:
   void take(const LogLine& line) {
-    const std::string_view text = take_apart(line.text).text;
-    if (const auto id = named_by(found_mark, text); !id.empty()) {
+    const auto [function, text] = take_apart(line.text);
+    if (function == account_function && text.find(account_mark) != std::string_view::npos) {
+      account_ = text.substr(text.find(account_mark) + account_mark.size());
+      account_.resize(std::min(account_.size(), account_.find(';')));
+    } else if (function == blob_function && line.level < AAPI_LOG_ERROR) {
+      take_blob_line(text);
+    } else if (const auto id = named_by(found_mark, text); !id.empty()) {
       findings_.snapshots.push_back(snapshot_of(id));
     } else if (const auto gone = named_by(deleted_mark, text); !gone.empty()) {
       set_state(gone, SnapshotState::deleted);
@@ -86,6 +126,16 @@ class Reader {
   SnapshotFindings findings() { return std::move(findings_); }
 
  private:
+  void take_blob_line(std::string_view text) {
+    if (auto snapshot = blob_snapshot_of(text, account_)) findings_.snapshots.push_back(std::move(*snapshot));
+    if (!starts_with(text, blob_gone_mark)) return;
+    for (StandingSnapshot& snapshot : findings_.snapshots) {
+      const bool is_it = !snapshot.managed && snapshot.place == account_ &&
+                         ends_with(text, std::string_view(snapshot.id).substr(account_.size()));
+      if (is_it) snapshot.state = SnapshotState::deleted;
+    }
+  }
+
   void take_error(std::string_view text) {
     for (const Mark& mark : {kept_export_mark, kept_mark}) set_state(named_by(mark, text), SnapshotState::failed);
     add_failure(named_by(managed_failure_mark, text), "managed");
@@ -106,6 +156,7 @@ class Reader {
   }
 
   SnapshotFindings findings_;
+  std::string account_;  // whose blobs are looked at
 };
 
 }  // namespace
@@ -117,10 +168,12 @@ SnapshotFindings read_snapshot_findings(const std::vector<LogLine>& lines) {
 }
 
 bool is_snapshot_evidence(std::string_view line) {
-  const std::string_view text = take_apart(line).text;
+  const auto [function, text] = take_apart(line);
+  if (function == account_function || function == blob_function) return true;
   constexpr std::array<Mark, 3> marks{subscription_mark, found_mark, deleted_mark};
-  return is_evidence(line) ||
-         std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) { return !named_by(mark, text).empty(); });
+  return is_evidence(line) || std::any_of(marks.begin(), marks.end(), [&, words = text](const Mark& mark) {
+           return !named_by(mark, words).empty();
+         });
 }
 
 }  // namespace host

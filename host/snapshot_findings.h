@@ -13,13 +13,13 @@ namespace host {
 
 enum class SnapshotState { standing, deleted, failed };
 
-/// The snapshot of a managed disk that a backup took. A text is empty when the id does not tell it.
+/// A snapshot that a backup took. A text is empty when the plug-in does not tell it.
 struct StandingSnapshot {
-  std::string id;  // in Resource Manager
-  std::string resource_group;
-  std::string machine_id;      // the machine's own, not its name
-  std::string disk;            // "OS disk" or "data disk LUN"
+  std::string id;     // in Resource Manager; of an unmanaged disk "ACCOUNT/CONTAINER/BLOB as of TIME"
+  std::string place;  // the resource group; of an unmanaged disk the storage account
+  std::string disk;   // "MACHINE-ID OS disk", "MACHINE-ID data disk LUN"; of an unmanaged disk "CONTAINER/BLOB"
   std::int64_t backup_id = 0;  // seconds since the epoch; 0: not told
+  bool managed = true;
   SnapshotState state = SnapshotState::standing;
 };
 

@@ -1,7 +1,8 @@
 #include "host/snapshots_command.h"
 
 #include <algorithm>
-#include <ctime>
+#include <array>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -104,28 +105,31 @@ const char* word(SnapshotState state) {
   }
 }
 
-std::string padded(const std::string& text, std::size_t width) {
-  return text + std::string(text.size() < width ? width - text.size() : 0, ' ') + "  ";
+using Row = std::array<std::string, 4>;
+
+Row row_of(const StandingSnapshot& snapshot) {
+  return {printable(snapshot.place), printable(snapshot.disk),
+          snapshot.backup_id == 0 ? "-" : time_text(snapshot.backup_id), word(snapshot.state)};
 }
 
 std::string table(const std::vector<StandingSnapshot>& snapshots) {
-  std::size_t group_width = std::string_view("GROUP").size();
-  for (const auto& snapshot : snapshots) group_width = std::max(group_width, printable(snapshot.resource_group).size());
-  constexpr std::size_t machine_width = 36;
-  constexpr std::size_t disk_width = 12;
-  constexpr std::size_t time_width = 20;
-  std::string text = padded("GROUP", group_width) + padded("MACHINE ID", machine_width) + padded("DISK", disk_width) +
-                     padded("BACKUP OF", time_width) + "STATE\n";
-  for (const StandingSnapshot& snapshot : snapshots) {
-    const std::string time = snapshot.backup_id == 0 ? "-" : time_text(snapshot.backup_id);
-    text += padded(printable(snapshot.resource_group), group_width);
-    text += padded(printable(snapshot.machine_id), machine_width) + padded(printable(snapshot.disk), disk_width);
-    text += padded(time, time_width) + word(snapshot.state) + "\n";
+  std::vector<Row> rows{{"GROUP OR ACCOUNT", "DISK", "BACKUP OF", "STATE"}};
+  std::transform(snapshots.begin(), snapshots.end(), std::back_inserter(rows), row_of);
+  Row widest;
+  for (const Row& row : rows) {
+    for (std::size_t at = 0; at < row.size(); ++at) widest[at].resize(std::max(widest[at].size(), row[at].size()));
+  }
+  std::string text;
+  for (const Row& row : rows) {
+    for (std::size_t at = 0; at + 1 < row.size(); ++at) {
+      text.append(row[at]).append(widest[at].size() - row[at].size() + 2, ' ');
+    }
+    text.append(row.back()).append("\n");
   }
   return text;
 }
 
-std::string lines(const SnapshotsOutcome& outcome, bool sweep) {
+std::string lines(const SnapshotsOutcome& outcome) {
   const auto& snapshots = outcome.found.snapshots;
   const auto deleted = std::count_if(snapshots.begin(), snapshots.end(),
                                      [](const auto& entry) { return entry.state == SnapshotState::deleted; });
@@ -133,16 +137,14 @@ std::string lines(const SnapshotsOutcome& outcome, bool sweep) {
   for (const LeftOut& failure : outcome.found.failures) {
     text += "Not done: " + printable(failure.what) + "\n  " + printable(failure.why) + "\n";
   }
-  text += std::to_string(snapshots.size()) +
-          (snapshots.size() == 1 ? " snapshot of a managed disk" : " snapshots of managed disks") + " by backups";
-  if (sweep) return text + ", " + std::to_string(deleted) + " deleted; unmanaged disks are swept as well.\n";
-  return text + "; those of unmanaged disks are swept, but not listed by the plug-in.\n";
+  return text + std::to_string(snapshots.size()) + (snapshots.size() == 1 ? " snapshot" : " snapshots") +
+         " of backups found, " + std::to_string(deleted) + " deleted.\n";
 }
 
 Json as_json(const StandingSnapshot& snapshot) {
   return {{"id", snapshot.id},
-          {"resource_group", snapshot.resource_group},
-          {"machine_id", snapshot.machine_id},
+          {"managed", snapshot.managed},
+          {"place", snapshot.place},
           {"disk", snapshot.disk},
           {"backup_id", snapshot.backup_id == 0 ? Json() : Json(std::to_string(snapshot.backup_id))},
           {"state", word(snapshot.state)}};
@@ -183,7 +185,7 @@ ExitCode run(SnapshotsOptions options) {
     console.print_error(lines_of({outcome.error->what, outcome.error->next}, "snapshots failed: ") +
                         "  Log: " + printable(log.path()) + "\n");
   } else {
-    console.print(lines(outcome, options.sweep));
+    console.print(lines(outcome));
   }
   return outcome.code();
 }

@@ -61,6 +61,13 @@ std::string sha256_of(const std::string& bytes) {
   return digest.finish();
 }
 
+// Operations have ended when they are asked for the first time: between two polls the plug-in waits for seconds.
+sim::World quick_world() {
+  sim::World world = sim::demo_world();
+  world.operation_polls = 0;
+  return world;
+}
+
 class BackupSystem : public testing::Test {
  protected:
   BackupSystem() { sim::write_client_files(folder_.path("client"), cloud_, options_.world); }
@@ -115,7 +122,7 @@ class BackupSystem : public testing::Test {
   const test_support::TemporaryDirectory folder_;
   const std::string password_ = folder_.write_file("password", "hunter2");
   const host::Restic restic_{{folder_.path("repository"), password_, ""}};
-  const sim::Options options_ = sim_test::over_azurite();
+  const sim::Options options_ = sim_test::over_azurite(quick_world());
   sim::Simulator cloud_{options_};
 };
 
@@ -172,14 +179,14 @@ TEST_F(BackupSystem, LeavesNothingInTheCloudAfterASignal) {
     EXPECT_THAT(outcome.error, HasSubstr("stopped by a signal"));
     EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: "));
     EXPECT_GT(answered("eginGetAccess"), 0);
-    EXPECT_EQ(answered("eginGetAccess"), answered("ndGetAccess"));
+    EXPECT_GE(answered("ndGetAccess"), answered("eginGetAccess"));
     EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
     EXPECT_EQ(standing_snapshots(), 0U);
   }
 }
 
 TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
-  const std::string machine = subscription + "/web-rg/web-01";
+  const std::string machine = subscription + "/Data_RG.1/DB-01";
   ASSERT_EQ(run({"backup", machine, "--init"}).exit_code, 0);
   const std::uintmax_t whole = log_bytes();
   const unsigned points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
