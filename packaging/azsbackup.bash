@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Completion of azsbackup for bash.
 
 _azsbackup() {
