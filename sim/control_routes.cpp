@@ -72,6 +72,7 @@ FaultAction action_from(const Json& json) {
   if (kind == "truncate") return TruncateBody{json.at("bytes").get<std::uint64_t>()};
   if (kind == "resetInBody") return ResetInBody{json.at("bytes").get<std::uint64_t>()};
   if (kind == "resetBeforeAnswer") return ResetBeforeAnswer{};
+  if (kind == "loseAnswer") return LoseAnswer{};
   if (kind == "delay") return Delay{std::chrono::milliseconds(json.at("milliseconds").get<std::uint32_t>())};
   if (kind == "refuseToken") return RefuseToken{};
   if (kind != "answer") throw std::invalid_argument("unknown kind of fault '" + kind + "'");

@@ -2,8 +2,8 @@
 //   POST   /_sim/faults         adds a fault: {"method":"GET","target":"/subscriptions","first":1,"times":"forever",
 //                               "action":{"kind":"answer","status":503,"headers":{"Retry-After":"1"},"body":"..."}}
 //                               Kinds and their members: answer (status, headers, body or fillerBytes),
-//                               truncate (bytes), resetInBody (bytes), resetBeforeAnswer, delay (milliseconds),
-//                               refuseToken. Only target and action are needed.
+//                               truncate (bytes), resetInBody (bytes), resetBeforeAnswer, loseAnswer,
+//                               delay (milliseconds), refuseToken. Only target and action are needed.
 //   GET    /_sim/unused-faults  one line for each fault that no request got
 //   GET    /_sim/requests       what was received, secrets masked
 //   DELETE /_sim/requests       forgets it

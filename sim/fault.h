@@ -35,6 +35,9 @@ struct ResetInBody {
 /// failure.
 struct ResetBeforeAnswer {};
 
+/// As ResetBeforeAnswer, but the request is carried out: its client does not learn what became of it.
+struct LoseAnswer {};
+
 /// The real answer after a pause.
 struct Delay {
   std::chrono::milliseconds duration{0};
@@ -43,7 +46,8 @@ struct Delay {
 /// The 401 for an invalid token, whatever the token; the request is not carried out.
 struct RefuseToken {};
 
-using FaultAction = std::variant<AnswerWith, TruncateBody, ResetInBody, ResetBeforeAnswer, Delay, RefuseToken>;
+using FaultAction =
+    std::variant<AnswerWith, TruncateBody, ResetInBody, ResetBeforeAnswer, LoseAnswer, Delay, RefuseToken>;
 
 struct Fault {
   static constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();

@@ -137,6 +137,9 @@ class Simulator::Implementation {
                           [](const ResetBeforeAnswer&) {
                             return Reply{{}, {.then = Then::reset, .nothing = true}};
                           },
+                          [&](const LoseAnswer&) {
+                            return Reply{response(service, request), {.then = Then::reset, .nothing = true}};
+                          },
                           [&](const Delay&) {
                             return Reply{response(service, request), {}};
                           },
