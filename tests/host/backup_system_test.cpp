@@ -189,8 +189,8 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   const std::string machine = subscription + "/Data_RG.1/DB-01";
   ASSERT_EQ(run({"backup", machine, "--init"}).exit_code, 0);
   const std::uintmax_t whole = log_bytes();
-  const unsigned points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
-  for (unsigned point = 0; point < points; ++point) {
+  const std::uintmax_t points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
+  for (std::uintmax_t point = 0; point < points; ++point) {
     SCOPED_TRACE(point);
     const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);
     std::vector<std::string> arguments{"backup", machine};

@@ -60,7 +60,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
 RunningProgram::~RunningProgram() {
   if (pid_ < 0) return;
   send(SIGKILL);
-  wait();
+  ::waitpid(pid_, &status_, 0);
 }
 
 bool RunningProgram::runs() {
