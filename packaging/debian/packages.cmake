@@ -2,7 +2,6 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ${PROJECT_NAME})
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Backup of Azure Stack virtual machines")
 set(CPACK_PACKAGE_VENDOR ${PROJECT_NAME})
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
@@ -26,13 +25,13 @@ macro(describe_package name section summary text)
   string(TOUPPER ${name} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section})
-  set(CPACK_COMPONENT_${upper}_DESCRIPTION "${summary}\n${text}")
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${summary}\n${text}")
 endmacro()
 
 describe_package(${library_package} libs "Plug-in that protects Azure Stack virtual machines"
   "A shared library that a backup host loads. It finds the virtual machines of an Azure Stack, takes snapshots of their
 disks, hands disks and settings to the host as readable objects, and writes them back on a restore.")
-set(CPACK_DEBIAN_${upper}_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 
 describe_package(libazurestackpi-dev libdevel "Host interface of the Azure Stack backup plug-in"
@@ -47,7 +46,7 @@ set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${same_library}, restic, systemd | sy
 set(CPACK_DEBIAN_${upper}_PACKAGE_RECOMMENDS "ca-certificates")
 set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS "bash-completion")
 set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA
-  "${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst;${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm;${CMAKE_CURRENT_BINARY_DIR}/conffiles")
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_BINARY_DIR}/conffiles)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/conffiles
   "${full_config_dir}/azurestack.conf\n${full_config_dir}/azsbackup.env\n")
 
