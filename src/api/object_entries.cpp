@@ -11,6 +11,7 @@
 
 using azurestackpi::EntryFrame;
 using azurestackpi::FunctionLog;
+using azurestackpi::Guarded;
 using azurestackpi::RunEntryPoint;
 using azurestackpi::Status;
 
@@ -23,6 +24,29 @@ struct aapi_object_list_s {
 };
 
 namespace {
+
+bool CheckOpen(const FunctionLog& log, const aapi_object_t* object) {
+  const bool open = azurestackpi::IsOpenObject(object);
+  if (!open) {
+    log.error("The object is not open. AAPI_Errno = %d", static_cast<int>(azurestackpi::kInvalidArgument));
+  }
+  return open;
+}
+
+// Of the calls that do nothing.
+Status AcceptOpen(const aapi_object_t* object, std::initializer_list<const void*> required) {
+  const bool good = !azurestackpi::AnyNull(required) && azurestackpi::IsOpenObject(object);
+  return good ? azurestackpi::kOk : azurestackpi::kInvalidArgument;
+}
+
+// An entry point on an object that the host has open; 6601 for one that it has not: closed, with its server too.
+template <typename Body>
+Status RunOnObject(const EntryFrame& frame, const aapi_object_t* object, std::initializer_list<const void*> required,
+                   Body&& body) {
+  return RunEntryPoint(frame, required, [&](const FunctionLog& log) -> Status {
+    return CheckOpen(log, object) ? body(log) : azurestackpi::kInvalidArgument;
+  });
+}
 
 // query: fills info for the object at path and returns a status.
 template <typename Query>
@@ -55,7 +79,7 @@ std::uint32_t azurestackpi_open_object_v1(aapi_server_t* server, const char* pat
 }
 
 std::uint32_t azurestackpi_close_object_v1(aapi_object_t* object) {
-  return RunEntryPoint({__func__}, {object}, [&](const FunctionLog& log) {
+  return RunOnObject({__func__}, object, {object}, [&](const FunctionLog& log) {
     const std::unique_ptr<aapi_object_s> owned(object);
     return azurestackpi::CloseObject(log, *owned);
   });
@@ -83,20 +107,24 @@ std::uint32_t azurestackpi_read_object_v1(aapi_object_t* object, void* buffer, s
   return RunEntryPoint(
       {__func__, "Entering", EntryFrame::Leave::kSilent}, {object, buffer, bytes_read}, [&](const FunctionLog& log) {
         *bytes_read = 0;
-        const Status status = azurestackpi::azurestackpi_impl_read_object(*object, buffer, length, offset, *bytes_read);
+        const Status status = Guarded(log, [&](const FunctionLog&) -> Status {
+          return CheckOpen(log, object)
+                     ? azurestackpi::azurestackpi_impl_read_object(*object, buffer, length, offset, *bytes_read)
+                     : azurestackpi::kInvalidArgument;
+        });
         log.flow("returning rc: %d, bytesRead: %lu", static_cast<int>(status), static_cast<unsigned long>(*bytes_read));
         return status;
       });
 }
 
 std::uint32_t azurestackpi_read_object_meta_v1(aapi_object_t* object, void* buffer, std::uint64_t* length) {
-  return azurestackpi::AnyNull({object, buffer, length}) ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
+  return AcceptOpen(object, {object, buffer, length});
 }
 
 std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* buffer, std::uint64_t length,
                                            std::uint64_t offset, std::uint64_t* bytes_written) {
-  return RunEntryPoint(
-      {__func__, nullptr, EntryFrame::Leave::kOnFailure}, {object, buffer, bytes_written},
+  return RunOnObject(
+      {__func__, nullptr, EntryFrame::Leave::kOnFailure}, object, {object, buffer, bytes_written},
       [&](const FunctionLog& log) -> Status {
         *bytes_written = 0;
         log.detail("lenght: %lu, offset: %lu", static_cast<unsigned long>(length), static_cast<unsigned long>(offset));
@@ -111,15 +139,13 @@ std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* bu
 
 std::uint32_t azurestackpi_write_object_meta_v1(aapi_object_t* object, const void* buffer,
                                                 const std::uint64_t* length) {
-  return azurestackpi::AnyNull({object, buffer, length}) ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
+  return AcceptOpen(object, {object, buffer, length});
 }
 
-std::uint32_t azurestackpi_flush_v1(aapi_object_t* object) {
-  return object == nullptr ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
-}
+std::uint32_t azurestackpi_flush_v1(aapi_object_t* object) { return AcceptOpen(object, {object}); }
 
 std::uint32_t azurestackpi_get_object_prop_v1(aapi_object_t* object, aapi_object_info_v1_t* out) {
-  return RunEntryPoint({__func__}, {object, out}, [&](const FunctionLog& log) {
+  return RunOnObject({__func__}, object, {object, out}, [&](const FunctionLog& log) {
     return azurestackpi_get_object_prop(log, object->path.c_str(), *out,
                                         [&] { return azurestackpi::GetOpenObjectProperties(*object, *out); });
   });

@@ -13,7 +13,9 @@
 #include "src/config/rest_server.h"
 #include "src/model/azurestack_network.h"
 #include "src/model/azurestack_storagekeys.h"
+#include "src/object/disk_export.h"
 #include "src/object/object_maps.h"
+#include "src/object/open_object.h"
 #include "src/object/restore_state.h"
 
 using azurestackpi::AzureStackPi_Config;
@@ -52,6 +54,17 @@ void ForgetCloud() {
   platform::drop_connections();
 }
 
+// Exports that no disk uses would otherwise last for a year. Whatever comes of it, the server goes.
+void EndExports(const FunctionLog& log, const aapi_pgn_server_handle_s* closing) {
+  static_cast<void>(azurestackpi::Guarded(log, [&](const FunctionLog&) {
+    if (closing != nullptr) {
+      azurestackpi::ReleaseObjectsOf(log, *closing);
+    }
+    azurestackpi::RevokeAllUnusedExports();
+    return azurestackpi::kOk;
+  }));
+}
+
 // Takes a server out of the configuration when it goes before it was handed out.
 struct OpeningServerDeleter {
   void operator()(aapi_pgn_server_handle_s* server) const {
@@ -80,6 +93,7 @@ Status OpenServer(const FunctionLog& log, const aapi_session_def_v1_t& session, 
     log.error("Server name is not in expected format");
   }
   log.flow("parsed region name %s and domain name %s ", server->region_name.c_str(), server->domain_name.c_str());
+  EndExports(log, nullptr);
   ForgetCloud();
   ReadyConfiguration(*server, credentials);
   if (server->session_kind == AAPI_SESSION_RESTORE) {
@@ -137,6 +151,7 @@ std::uint32_t azurestackpi_open_server_v1(const aapi_session_def_v1_t* session, 
 std::uint32_t azurestackpi_close_server_v1(aapi_server_t* server) {
   return RunEntryPoint({__func__, "entering.", EntryFrame::Leave::kSilent}, {}, [&](const FunctionLog& log) {
     const std::unique_ptr<aapi_pgn_server_handle_s> owned(server);
+    EndExports(log, server);
     AzureStackPi_Config& config = AzureStackPi_Config::getInstance();
     if (server != nullptr && config.GetServerDef() == server) {
       config.SetServerDef(nullptr);

@@ -38,11 +38,15 @@ class azurestackMD {
   Status CheckSnapshotStatus();
 
   /// Grants read access for a year. sas_uri receives the address to read from; who has it can read the disk. Returns 0,
-  /// 6777 when the answer holds no address, 6778, or 6601 as above.
+  /// 6777 when the answer holds no address, 6778, or 6601 as above. After a failure HttpStatus tells whether access may
+  /// have been granted all the same.
   Status ExportSnapshot(std::string& sas_uri);
 
   /// Revokes the access; a snapshot that does not exist has none. Returns 0, 6779, or 6601 as above.
   Status CancelExportSnapshot();
+
+  /// HTTP status of the last request's answer, whatever became of the operation behind it; 0 when there was none.
+  long HttpStatus() const { return client_.GetHttpStatusCode(); }
 
   /// Deletes the snapshot; one that does not exist counts as deleted. Returns 0, 6780, or 6601 as above.
   Status DeleteSnapshot();

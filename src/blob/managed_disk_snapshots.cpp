@@ -47,6 +47,12 @@ Status RunCall(const char* function, const aapi_pgn_server_handle_s* server, con
   return kInternalError;
 }
 
+void PassHttpStatus(const azurestackMD& call, long* http_status) {
+  if (http_status != nullptr) {
+    *http_status = call.HttpStatus();
+  }
+}
+
 }  // namespace
 
 extern "C" {
@@ -65,10 +71,13 @@ Status CheckifSnapshotComplete(const aapi_pgn_server_handle_s* server, vm_manage
 }
 
 Status ExportManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const char* snapshot_name, const char* tag,
-                                 vm_managed_disk_t& disk, std::string& sas_uri) noexcept {
+                                 vm_managed_disk_t& disk, std::string& sas_uri, long* http_status) noexcept {
   const Status status =
       RunCall(__func__, server, {"export snapshot", "Export snapshot"}, [&](const azs_rest_server_s& rest) {
-        return azurestackMD(rest, disk, snapshot_name, tag).ExportSnapshot(sas_uri);
+        azurestackMD call(rest, disk, snapshot_name, tag);
+        const Status exported = call.ExportSnapshot(sas_uri);
+        PassHttpStatus(call, http_status);
+        return exported;
       });
   if (status == kOk) {
     FunctionLog(__func__).flow("SAS URI <%s>", sas_uri.c_str());
@@ -77,10 +86,13 @@ Status ExportManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const c
 }
 
 Status CancelExportManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const char* snapshot_name,
-                                       const char* tag, vm_managed_disk_t& disk) noexcept {
+                                       const char* tag, vm_managed_disk_t& disk, long* http_status) noexcept {
   return RunCall(__func__, server, {"cancel export snapshot", "Cancel export snapshot"},
                  [&](const azs_rest_server_s& rest) {
-                   return azurestackMD(rest, disk, snapshot_name, tag).CancelExportSnapshot();
+                   azurestackMD call(rest, disk, snapshot_name, tag);
+                   const Status canceled = call.CancelExportSnapshot();
+                   PassHttpStatus(call, http_status);
+                   return canceled;
                  });
 }
 

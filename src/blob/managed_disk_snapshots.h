@@ -22,13 +22,13 @@ Status CreateManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const c
 /// The disk's m_extra3 holds the address that CreateManagedDiskSnapshot gave. See azurestackMD::CheckSnapshotStatus.
 Status CheckifSnapshotComplete(const aapi_pgn_server_handle_s* server, vm_managed_disk_t& disk) noexcept;
 
-/// See azurestackMD::ExportSnapshot.
+/// http_status may be null; it receives azurestackMD::HttpStatus. See azurestackMD::ExportSnapshot.
 Status ExportManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const char* snapshot_name, const char* tag,
-                                 vm_managed_disk_t& disk, std::string& sas_uri) noexcept;
+                                 vm_managed_disk_t& disk, std::string& sas_uri, long* http_status = nullptr) noexcept;
 
-/// See azurestackMD::CancelExportSnapshot.
+/// http_status: as above. See azurestackMD::CancelExportSnapshot.
 Status CancelExportManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const char* snapshot_name,
-                                       const char* tag, vm_managed_disk_t& disk) noexcept;
+                                       const char* tag, vm_managed_disk_t& disk, long* http_status = nullptr) noexcept;
 
 /// See azurestackMD::DeleteSnapshot.
 Status DeleteManagedDiskSnapshot(const aapi_pgn_server_handle_s* server, const char* snapshot_name, const char* tag,

@@ -7,6 +7,7 @@
 #include "src/blob/disk_snapshots.h"
 #include "src/blob/managed_disk_snapshots.h"
 #include "src/blob/page_blob_snapshots.h"
+#include "src/object/disk_export.h"
 #include "src/object/object_maps.h"
 #include "src/object/object_path.h"
 #include "src/object/vm_configuration.h"
@@ -62,31 +63,6 @@ vm_managed_disk_t* FindDisk(const FunctionLog& log, const std::string& path) {
   return FindManagedDisk(entry->second, path);
 }
 
-// An export of a disk's snapshot, revoked at the end unless it is kept: nobody else knows of it, and it would stand in
-// the way of the next one.
-class Export {
- public:
-  Export(const aapi_pgn_server_handle_s& server, vm_managed_disk_t& disk) : server_(server), disk_(disk) {}
-  Export(const Export&) = delete;
-  Export& operator=(const Export&) = delete;
-  ~Export() {
-    if (!address_.empty()) {
-      static_cast<void>(CancelExportManagedDiskSnapshot(&server_, server_.snapshot_name.c_str(), kSnapshotTag, disk_));
-    }
-  }
-
-  Status Begin() {
-    return ExportManagedDiskSnapshot(&server_, server_.snapshot_name.c_str(), kSnapshotTag, disk_, address_);
-  }
-  const std::string& address() const { return address_; }
-  void Keep() { address_.clear(); }
-
- private:
-  const aapi_pgn_server_handle_s& server_;
-  vm_managed_disk_t& disk_;
-  std::string address_;
-};
-
 Status MeasureExport(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const std::string& address,
                      std::uint64_t& size) {
   log.detail("access SAS URI <%s>", address.c_str());
@@ -101,10 +77,8 @@ Status MeasureExport(const FunctionLog& log, const aapi_pgn_server_handle_s& ser
 }
 
 Status ExportAndMeasure(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server,
-                        vm_managed_disk_t& disk, std::uint64_t& size) {
-  // The service grants one export of a snapshot at a time. A failure is told; the export says whether it matters.
-  static_cast<void>(RevokeExport(server, path));
-  Export exported(server, disk);
+                        const vm_managed_disk_t& disk, std::uint64_t& size) {
+  DiskExport exported({&server, path, server.snapshot_name, disk}, false);
   if (const Status status = exported.Begin(); status != kOk) {
     log.error("Export snapshot for managed disk %s failed. ret: %d ", disk.m_disk_name.c_str(),
               static_cast<int>(status));
@@ -113,9 +87,8 @@ Status ExportAndMeasure(const FunctionLog& log, const std::string& path, const a
   if (const Status status = MeasureExport(log, server, exported.address(), size); status != kOk) {
     return status;
   }
-  disk.m_extra1 = exported.address();
-  disk.m_extra2 = ManagedSnapshotName(disk, server.snapshot_name);
-  vm_managed_disk_map().insert_or_assign(path, disk);
+  vm_managed_disk_t& entry = vm_managed_disk_map()[path] = disk;
+  entry.m_extra2 = exported.grant().disk.m_extra2;
   exported.Keep();
   return kOk;
 }
@@ -155,6 +128,9 @@ Status MeasureManagedDisk(const std::string& path, const aapi_pgn_server_handle_
   size = 0;
   log.flow("Dealing with Managed disk here %s", path.c_str());
   LogPathParts(log, path);
+  // The service grants one export of a snapshot at a time, and a query that fails must not leave an older backup's to
+  // be opened as its own. A failure is told; the export says whether it matters.
+  RevokeUnusedExports(path);
   vm_managed_disk_t* const disk = FindDisk(log, path);
   if (disk == nullptr) {
     return kOk;

@@ -13,8 +13,8 @@ namespace azurestackpi {
 using VmDetailsMap = std::map<std::string, vm_details_t>;
 VmDetailsMap& vm_details_recovery_map();
 
-/// Managed disks by their object paths, as the last property query left them: m_extra1 is the address of the export,
-/// empty once that was revoked, m_extra2 the snapshot's name.
+/// Managed disks by their object paths, as the last property query that succeeded found them: m_extra2 is the name of
+/// the snapshot that it exported.
 using ManagedDiskMap = std::map<std::string, vm_managed_disk_t>;
 ManagedDiskMap& vm_managed_disk_map();
 

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <set>
 #include <utility>
+#include <vector>
 
+#include "src/base/process_state.h"
 #include "src/blob/disk_snapshots.h"
 #include "src/blob/page_blob_snapshots.h"
 #include "src/object/object_maps.h"
@@ -18,6 +21,8 @@ namespace {
 
 constexpr std::size_t kDiskSlashes = 6;
 
+ProcessValue<std::set<aapi_object_s*>> open_objects("objects that hosts have open");
+
 // What a path names for a host that wants to open or create it.
 enum class Kind { kMetadata, kDisk, kTooDeep, kNone };
 
@@ -30,6 +35,12 @@ Kind KindOf(const std::string& path) {
     return Kind::kTooDeep;
   }
   return slashes == kDiskSlashes && !azurestackpi_is_metapath(path) ? Kind::kDisk : Kind::kNone;
+}
+
+bool IsReadElsewhere(const aapi_object_s& object) {
+  return std::any_of(open_objects->begin(), open_objects->end(), [&](const aapi_object_s* other) {
+    return other != &object && other->image && other->path == object.path;
+  });
 }
 
 Status Refuse(Kind kind) {
@@ -53,7 +64,7 @@ Status OpenImage(aapi_object_s& object, const std::string& address) {
 Status OpenExport(const FunctionLog& log, aapi_object_s& object) {
   Status status = kOperationFailed;
   try {
-    status = OpenImage(object, object.access_address);
+    status = OpenImage(object, object.exported->address());
     if (status == kOk) {
       log.flow("OpenReadStream for %s successful", object.path.c_str());
     }
@@ -81,11 +92,12 @@ Status azurestackpi_managed_disk_open_object(aapi_object_s& object, bool& is_man
   is_managed = object.is_managed = true;
   const vm_managed_disk_t& disk = entry->second;
   log.flow("Found managed disk %s for path %s", disk.m_disk_id.c_str(), object.path.c_str());
-  if (disk.m_extra1.empty()) {
+  object.exported = TakeUnusedExport(object.path, disk.m_extra2);
+  if (!object.exported) {
     log.error("Snapshot %s is not in exported state", disk.m_extra2.c_str());
     return kNotExported;
   }
-  object.access_address = disk.m_extra1;
+  object.backup_time = object.exported->grant().backup_time;
   return OpenExport(log, object);
 }
 
@@ -95,6 +107,11 @@ Status OpenVhd(const FunctionLog& log, aapi_object_s& object) {
     return status;
   }
   log.detail("VHD_URI: %s", uri.c_str());
+  if (IsReadElsewhere(object)) {
+    // The first of two to be read to its end would delete the other's snapshot.
+    log.error("%s is open already. AAPI_Errno = %d", object.path.c_str(), static_cast<int>(kServerBusy));
+    return kServerBusy;
+  }
   return OpenImage(object, uri);
 }
 
@@ -103,15 +120,8 @@ Status OpenDisk(const FunctionLog& log, aapi_object_s& object) {
     return status;
   }
   bool is_managed = false;
-  Status status = azurestackpi_managed_disk_open_object(object, is_managed);
-  if (!is_managed) {
-    return status == kOk ? OpenVhd(log, object) : status;
-  }
-  if (status != kOk) {
-    // There will be no close for it, and while it lasts no other query can export the disk.
-    static_cast<void>(RevokeExport(*object.server, object.path));
-  }
-  return status;
+  const Status status = azurestackpi_managed_disk_open_object(object, is_managed);
+  return is_managed || status != kOk ? status : OpenVhd(log, object);
 }
 
 Status ReadMetadata(const FunctionLog& log, const aapi_object_s& object, char* buffer, std::uint64_t length,
@@ -127,15 +137,6 @@ Status ReadMetadata(const FunctionLog& log, const aapi_object_s& object, char* b
   return kOk;
 }
 
-void ReleaseManagedDisk(const aapi_object_s& object, bool complete) {
-  bool is_managed = false;
-  if (complete) {
-    static_cast<void>(
-        azurestackpi_delete_managed_disk_snapshot(*object.server, object.path, object.backup_time, is_managed));
-  }
-  static_cast<void>(RevokeExport(*object.server, object.path));
-}
-
 void ReleaseVhd(const FunctionLog& log, const aapi_object_s& object) {
   std::string uri;
   if (azurestackpi_get_vhd(object.path, uri) != kOk) {
@@ -149,6 +150,12 @@ void ReleaseVhd(const FunctionLog& log, const aapi_object_s& object) {
 }
 
 }  // namespace
+}  // namespace azurestackpi
+
+aapi_object_s::aapi_object_s() { azurestackpi::open_objects->insert(this); }
+aapi_object_s::~aapi_object_s() { azurestackpi::open_objects->erase(this); }
+
+namespace azurestackpi {
 
 Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
                   std::unique_ptr<aapi_object_s>& object) {
@@ -176,6 +183,7 @@ Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, cons
 Status CreateObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
                     std::unique_ptr<aapi_object_s>& object) {
   if (server.session_kind != AAPI_SESSION_RESTORE) {
+    log.error("%s cannot be created in a backup", path.c_str());
     return Refuse(KindOf(WithoutEndSlash(path)));
   }
   log.flow("Restore Session");
@@ -225,12 +233,32 @@ Status CloseObject(const FunctionLog& log, aapi_object_s& object) {
   }
   const bool complete = object.image->AtEnd();
   const Status status = object.image->Close();
-  if (object.is_managed) {
-    ReleaseManagedDisk(object, complete);
+  if (object.exported) {
+    static_cast<void>(complete ? object.exported->DeleteSnapshot() : object.exported->Revoke());
   } else if (complete) {
     ReleaseVhd(log, object);
   }
   return status;
+}
+
+bool IsOpenObject(const aapi_object_s* object) { return open_objects->count(const_cast<aapi_object_s*>(object)) != 0; }
+
+void ReleaseObjectsOf(const FunctionLog& log, const aapi_pgn_server_handle_s& server) {
+  std::vector<std::unique_ptr<aapi_object_s>> left;
+  for (aapi_object_s* const object : *open_objects) {
+    if (object->server == &server) {
+      left.emplace_back(object);
+    }
+  }
+  for (const std::unique_ptr<aapi_object_s>& object : left) {
+    log.error("%s is still open at the close of its server", object->path.c_str());
+    if (object->exported) {
+      object->exported->Keep();
+    }
+    if (object->writer) {
+      static_cast<void>(object->writer->Close(log));
+    }
+  }
 }
 
 }  // namespace azurestackpi

@@ -10,20 +10,25 @@
 #include "src/base/server_handle.h"
 #include "src/base/status.h"
 #include "src/blob/md_metadata.h"
+#include "src/object/disk_export.h"
 #include "src/object/disk_image_reader.h"
 #include "src/object/disk_image_writer.h"
 
-/// Made by open_object or create_object, owned by the host until close_object, which comes before the server's
-/// close_server.
+/// Made by open_object or create_object, owned by the host until close_object or the server's close_server.
 struct aapi_object_s {
+  aapi_object_s();
+  ~aapi_object_s();
+  aapi_object_s(const aapi_object_s&) = delete;
+  aapi_object_s& operator=(const aapi_object_s&) = delete;
+
   aapi_pgn_server_handle_s* server = nullptr;  // not owned
   std::string path;                            // without a slash at a disk's end
   bool is_managed = false;                     // a managed disk
   bool is_restored = false;                    // of a restore session: written, not read
 
   // Of a disk that is read.
-  std::string backup_time;                             // the server's snapshot name at the open
-  std::string access_address;                          // of a managed disk's export
+  std::string backup_time;                             // names the snapshot
+  std::unique_ptr<azurestackpi::DiskExport> exported;  // of a managed disk
   std::optional<azurestackpi::DiskImageReader> image;  // none: not such a disk
 
   // Of a disk that is written.
@@ -35,8 +40,9 @@ namespace azurestackpi {
 
 /// Opens the object at path, for reading in a backup and for writing in a restore. Returns 0 with the object; 6609 for
 /// a path that is no object with data; 6601 for one of more than six slashes, or a disk of a backup whose time is not
-/// known; 6781 for a managed disk whose export was revoked or never made; 6613 when there is no snapshot; 6782 after an
-/// exception; 2 when the snapshot cannot be read; in a restore the status of OpenRestoredDisk.
+/// known; 6781 for a managed disk whose export was revoked, never made or taken by an earlier open; 6612 for an
+/// unmanaged one that is open already; 6613 when there is no snapshot; 6782 after an exception; 2 when the snapshot
+/// cannot be read; in a restore the status of OpenRestoredDisk.
 Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
                   std::unique_ptr<aapi_object_s>& object);
 
@@ -59,5 +65,12 @@ Status azurestackpi_impl_write_object(aapi_object_s& object, const void* buffer,
 /// other kept for another try; what cannot be deleted or revoked is told in the log only. Returns the status of the
 /// stream's end. Of a disk that was written: the status of CloseRestoredDisk.
 Status CloseObject(const FunctionLog& log, aapi_object_s& object);
+
+/// Whether the pointer is of an object that is open. Nothing of it is looked at.
+bool IsOpenObject(const aapi_object_s* object);
+
+/// Frees the server's objects that a host left open: snapshots stay for another try, exports are left for
+/// RevokeAllUnusedExports, what was being written ends as at a close, but no disk is made of it.
+void ReleaseObjectsOf(const FunctionLog& log, const aapi_pgn_server_handle_s& server);
 
 }  // namespace azurestackpi

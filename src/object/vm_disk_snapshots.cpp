@@ -1,6 +1,6 @@
 #include "src/object/vm_disk_snapshots.h"
 
-#include <algorithm>
+#include <memory>
 #include <string_view>
 
 #include "platform/bounded_text.h"
@@ -10,6 +10,7 @@
 #include "src/blob/managed_disk_snapshots.h"
 #include "src/blob/page_blob_snapshots.h"
 #include "src/config/config.h"
+#include "src/object/disk_export.h"
 #include "src/object/object_maps.h"
 #include "src/object/object_path.h"
 #include "src/object/vm_configuration.h"
@@ -58,38 +59,6 @@ Status StartSnapshot(const FunctionLog& log, const aapi_pgn_server_handle_s& ser
   return status;
 }
 
-// Revokes the export of a disk's snapshot and, when told, deletes that.
-Status Release(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const std::string& backup_time,
-               vm_managed_disk_t& disk, bool and_delete) {
-  const std::string name = ManagedSnapshotName(disk, backup_time);
-  const char* const id = disk.m_disk_id.c_str();
-  Status status = CancelExportManagedDiskSnapshot(&server, backup_time.c_str(), kSnapshotTag, disk);
-  if (status != kOk) {
-    log.error("Failed to cancel export snapshot %s for %s disk", name.c_str(), id);
-    return status;
-  }
-  log.detail("Cancel export snapshot for %s disk is complete", id);
-  if (!and_delete) {
-    return kOk;
-  }
-  status = DeleteManagedDiskSnapshot(&server, backup_time.c_str(), kSnapshotTag, disk);
-  if (status != kOk) {
-    log.error("Failed to delete snapshot %s for %s disk", name.c_str(), id);
-  } else {
-    log.detail("Delete snapshot for %s disk is complete", id);
-  }
-  return status;
-}
-
-// The backup in which the disk was exported.
-std::string BackupTimeOf(const vm_managed_disk_t& disk) {
-  const std::string around = ManagedSnapshotName(disk, "");
-  const std::size_t behind = std::string_view(kSnapshotTag).size() + 1;
-  const std::size_t before = around.size() - behind;
-  return disk.m_extra2.size() < around.size() ? std::string()
-                                              : disk.m_extra2.substr(before, disk.m_extra2.size() - around.size());
-}
-
 // The managed disk at path by what is known of it, else by what its machine's description says.
 vm_managed_disk_t* LookUpManagedDisk(const FunctionLog& log, const aapi_pgn_server_handle_s& server,
                                      const std::string& path) {
@@ -103,6 +72,12 @@ vm_managed_disk_t* LookUpManagedDisk(const FunctionLog& log, const aapi_pgn_serv
     log.error("Managed disk %s is not found. AAPI_Errno = %d", path.c_str(), static_cast<int>(kResourceNotFound));
   }
   return disk;
+}
+
+Status DeleteSnapshotOf(const aapi_pgn_server_handle_s& server, const std::string& path, const vm_managed_disk_t& disk,
+                        const std::string& backup_time) {
+  const std::unique_ptr<DiskExport> known = TakeUnusedExport(path, ManagedSnapshotName(disk, backup_time));
+  return known ? known->DeleteSnapshot() : DiskExport({&server, path, backup_time, disk}, true).DeleteSnapshot();
 }
 
 }  // namespace
@@ -169,20 +144,6 @@ Status azurestackpi_create_snapshot_of_all_unmanaged_disk_attached_to_vm(const a
   return status;
 }
 
-std::string ManagedSnapshotName(const vm_managed_disk_t& disk, const std::string& backup_time) {
-  return disk.m_vm_id + "_" + disk.m_disk_kind + "_" + disk.m_lun + "_" + backup_time + "_" + kSnapshotTag;
-}
-
-Status RevokeExport(const aapi_pgn_server_handle_s& server, const std::string& path) {
-  const FunctionLog log(__func__);
-  const auto entry = vm_managed_disk_map().find(path);
-  if (entry == vm_managed_disk_map().end() || entry->second.m_extra1.empty()) {
-    return kOk;
-  }
-  entry->second.m_extra1.clear();
-  return Release(log, server, BackupTimeOf(entry->second), entry->second, false);
-}
-
 Status azurestackpi_delete_managed_disk_snapshot(const aapi_pgn_server_handle_s& server, const std::string& path,
                                                  const std::string& backup_time, bool& is_managed) {
   const FunctionLog log(__func__);
@@ -196,12 +157,7 @@ Status azurestackpi_delete_managed_disk_snapshot(const aapi_pgn_server_handle_s&
     return kOk;
   }
   is_managed = true;
-  vm_managed_disk_t& disk = entry->second;
-  log.flow("Found managed disk %s for path %s", disk.m_disk_id.c_str(), path.c_str());
-  if (disk.m_extra2 == ManagedSnapshotName(disk, backup_time)) {
-    disk.m_extra1.clear();
-  }
-  return Release(log, server, backup_time, disk, true);
+  return DeleteSnapshotOf(server, path, entry->second, backup_time);
 }
 
 Status CreateSnapshotOfDisk(const aapi_pgn_server_handle_s& server, const std::string& path, aapi_snapshot_v1_t& out) {
@@ -252,7 +208,7 @@ Status DeleteSnapshotOfDisk(const aapi_pgn_server_handle_s& server, const std::s
     return status;
   }
   vm_managed_disk_t* const disk = LookUpManagedDisk(log, server, disk_path);
-  return disk == nullptr ? static_cast<Status>(kResourceNotFound) : Release(log, server, name, *disk, true);
+  return disk == nullptr ? static_cast<Status>(kResourceNotFound) : DeleteSnapshotOf(server, disk_path, *disk, name);
 }
 
 }  // namespace azurestackpi

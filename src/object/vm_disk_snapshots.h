@@ -35,13 +35,6 @@ Status azurestackpi_create_snapshot_of_all_managed_disk_attached_to_vm(const aap
 Status azurestackpi_create_snapshot_of_all_unmanaged_disk_attached_to_vm(const aapi_pgn_server_handle_s& server,
                                                                          const std::string& vm_path);
 
-/// The name of a managed disk's snapshot for a backup: "VM-ID_KIND_LUN_TIME_TAG".
-std::string ManagedSnapshotName(const vm_managed_disk_t& disk, const std::string& backup_time);
-
-/// Revokes the export of a disk in vm_managed_disk_map, if it has one, and takes its address out of the map. Returns 0
-/// or why the export may be active still.
-Status RevokeExport(const aapi_pgn_server_handle_s& server, const std::string& path);
-
 /// Revokes the export of a managed disk's snapshot and deletes it. is_managed tells whether the path is in
 /// vm_managed_disk_map; for one that is not, nothing is done. Returns 0, 6601 for an empty path, or the failure.
 Status azurestackpi_delete_managed_disk_snapshot(const aapi_pgn_server_handle_s& server, const std::string& path,

@@ -103,15 +103,29 @@ Status BackupTest::Query(const std::string& path, const std::string& snapid) {
 }
 
 Status BackupTest::ReadObject(const std::string& path, std::uint64_t piece) {
-  image.clear();
   aapi_object_t* object = nullptr;
   Status status = table->open_object(server, path.c_str(), 0, &object);
   EXPECT_EQ(status == azurestackpi::kOk, object != nullptr);
   if (object == nullptr) {
+    image.clear();
     return status;
   }
+  status = ReadToEnd(object, piece);
+  const Status closed = table->close_object(object);
+  return status == azurestackpi::kOk ? closed : status;
+}
+
+aapi_object_t* BackupTest::OpenForReading(const std::string& path) {
+  aapi_object_t* object = nullptr;
+  EXPECT_EQ(table->open_object(server, path.c_str(), 0, &object), azurestackpi::kOk) << path;
+  return object;
+}
+
+Status BackupTest::ReadToEnd(aapi_object_t* object, std::uint64_t piece) {
+  image.clear();
   std::string buffer(piece + 1, '\0');
   std::uint64_t count = 0;
+  Status status = azurestackpi::kOk;
   do {
     const std::size_t lines = log.lines().size();
     status = table->read_object(object, buffer.data(), piece, image.size(), &count);
@@ -120,8 +134,7 @@ Status BackupTest::ReadObject(const std::string& path, std::uint64_t piece) {
       log.clear();
     }
   } while (status == azurestackpi::kOk && count != 0);
-  const Status closed = table->close_object(object);
-  return status == azurestackpi::kOk ? closed : status;
+  return status;
 }
 
 void BackupTest::PrepareMachine(const std::string& machine, const std::string& snapid, const Settings& settings) {
@@ -187,6 +200,12 @@ Texts BackupTest::ManagedSnapshots() {
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+long BackupTest::Exported() {
+  static_cast<void>(ManagedSnapshots());
+  const std::regex state(R"re("diskState": *"ActiveSAS")re");
+  return std::distance(std::sregex_iterator(response.body.begin(), response.body.end(), state), {});
 }
 
 void BackupTest::MakeManagedSnapshot(const std::string& name) {

@@ -50,6 +50,9 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   /// Opens the object, reads it in pieces of that size until nothing or a failure comes, and closes it; image then
   /// holds the bytes. Returns the first status that is not 0.
   Status ReadObject(const std::string& path, std::uint64_t piece);
+  /// The same in its parts; null when it cannot be opened.
+  aapi_object_t* OpenForReading(const std::string& path);
+  Status ReadToEnd(aapi_object_t* object, std::uint64_t piece);
 
   /// Discovery, and the query of every object before a disk of the machine.
   void PrepareMachine(const std::string& machine, const std::string& snapid, const Settings& settings);
@@ -60,6 +63,8 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
 
   /// Names of the snapshots of managed disks in the first subscription, sorted.
   Texts ManagedSnapshots();
+  /// How many of them somebody has read access to.
+  long Exported();
   /// A snapshot of web-01's OS disk by a name of the test's own.
   void MakeManagedSnapshot(const std::string& name);
 
