@@ -184,8 +184,8 @@ TEST_F(BackupExportTest, IsOfTheBackupThatAskedForIt) {
   EXPECT_TRUE(holds(kSecond)) << "it was not read";
 
   // A query that fails leaves no older backup's data behind to be opened as this one's.
-  // Two polls are of the older export's end.
-  simulator.add_fault({"GET", "perations/", 3, 1, sim::AnswerWith{{.body = R"({"status":"Failed"})"}}});
+  // Three polls are of the older export's end.
+  simulator.add_fault({"GET", "perations/", 4, 1, sim::AnswerWith{{.body = R"({"status":"Failed"})"}}});
   EXPECT_EQ(Query(data, kSecond), 6786U);
   EXPECT_EQ(ReadObject(data, kMiB), 6781U);
   EXPECT_EQ(Exported(), 0);
