@@ -10,6 +10,7 @@
 #include "src/blob/azure_disk_snapshots.h"
 #include "src/config/config.h"
 #include "src/discovery/discovery.h"
+#include "src/object/object_maps.h"
 #include "src/object/object_path.h"
 #include "src/object/restore_state.h"
 #include "src/object/snapshot_cleanup.h"
@@ -89,6 +90,10 @@ std::uint32_t azurestackpi_discovery_v1(aapi_server_t* server, const char* selec
     if (cleanup == SnapshotCleanup::kDeleteBeforeBackup) {
       // A failure is told there; what could not be deleted does not stand in the way of new snapshots.
       static_cast<void>(azurestackpi::azurestack_delete_snapshots(*server, selections, ""));
+    }
+    if (server->session_kind != AAPI_SESSION_RESTORE) {
+      // A backup of what is found now must not begin with how the machines were at the last one.
+      azurestackpi::ForgetMachines();
     }
     azurestackpi::AzureDiskSnapshots snapshots;
     return azurestackpi::azurestackpi_impl_discovery(*server,

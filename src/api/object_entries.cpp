@@ -33,12 +33,6 @@ bool CheckOpen(const FunctionLog& log, const aapi_object_t* object) {
   return open;
 }
 
-// Of the calls that do nothing.
-Status AcceptOpen(const aapi_object_t* object, std::initializer_list<const void*> required) {
-  const bool good = !azurestackpi::AnyNull(required) && azurestackpi::IsOpenObject(object);
-  return good ? azurestackpi::kOk : azurestackpi::kInvalidArgument;
-}
-
 // An entry point on an object that the host has open; 6601 for one that it has not: closed, with its server too.
 template <typename Body>
 Status RunOnObject(const EntryFrame& frame, const aapi_object_t* object, std::initializer_list<const void*> required,
@@ -118,13 +112,13 @@ std::uint32_t azurestackpi_read_object_v1(aapi_object_t* object, void* buffer, s
 }
 
 std::uint32_t azurestackpi_read_object_meta_v1(aapi_object_t* object, void* buffer, std::uint64_t* length) {
-  return AcceptOpen(object, {object, buffer, length});
+  return azurestackpi::AnyNull({object, buffer, length}) ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
 }
 
 std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* buffer, std::uint64_t length,
                                            std::uint64_t offset, std::uint64_t* bytes_written) {
-  return RunOnObject(
-      {__func__, nullptr, EntryFrame::Leave::kOnFailure}, object, {object, buffer, bytes_written},
+  return RunEntryPoint(
+      {__func__, nullptr, EntryFrame::Leave::kOnFailure}, {object, buffer, bytes_written},
       [&](const FunctionLog& log) -> Status {
         *bytes_written = 0;
         log.detail("lenght: %lu, offset: %lu", static_cast<unsigned long>(length), static_cast<unsigned long>(offset));
@@ -133,16 +127,20 @@ std::uint32_t azurestackpi_write_object_v1(aapi_object_t* object, const void* bu
                     static_cast<int>(azurestackpi::kInvalidArgument));
           return azurestackpi::kInvalidArgument;
         }
-        return azurestackpi::azurestackpi_impl_write_object(*object, buffer, length, offset, *bytes_written);
+        return CheckOpen(log, object)
+                   ? azurestackpi::azurestackpi_impl_write_object(*object, buffer, length, offset, *bytes_written)
+                   : azurestackpi::kInvalidArgument;
       });
 }
 
 std::uint32_t azurestackpi_write_object_meta_v1(aapi_object_t* object, const void* buffer,
                                                 const std::uint64_t* length) {
-  return AcceptOpen(object, {object, buffer, length});
+  return azurestackpi::AnyNull({object, buffer, length}) ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
 }
 
-std::uint32_t azurestackpi_flush_v1(aapi_object_t* object) { return AcceptOpen(object, {object}); }
+std::uint32_t azurestackpi_flush_v1(aapi_object_t* object) {
+  return object == nullptr ? azurestackpi::kInvalidArgument : azurestackpi::kOk;
+}
 
 std::uint32_t azurestackpi_get_object_prop_v1(aapi_object_t* object, aapi_object_info_v1_t* out) {
   return RunOnObject({__func__}, object, {object, out}, [&](const FunctionLog& log) {

@@ -84,8 +84,14 @@ std::uint32_t azurestackpi_get_snappath_from_realpath_v1(aapi_server_t* server, 
     if (azurestackpi::AnyNull({server, snapshot_name, real_path, out})) {
       return azurestackpi::kInvalidArgument;
     }
+    if (std::strlen(snapshot_name) > kLongestSnapshotName) {
+      // What is cut could be another backup's.
+      log.error("The snapshot name is longer than %zu bytes. AAPI_Errno = %d", kLongestSnapshotName,
+                static_cast<int>(azurestackpi::kInvalidArgument));
+      return azurestackpi::kInvalidArgument;
+    }
     CopyPath(log, real_path, out, out_size);
-    server->snapshot_name.assign(snapshot_name, strnlen(snapshot_name, kLongestSnapshotName));
+    server->snapshot_name = snapshot_name;
     log.flow("Leaving, snappath:%s", out_size == 0 ? "" : out);
     return azurestackpi::kOk;
   });

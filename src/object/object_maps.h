@@ -18,6 +18,12 @@ VmDetailsMap& vm_details_recovery_map();
 using ManagedDiskMap = std::map<std::string, vm_managed_disk_t>;
 ManagedDiskMap& vm_managed_disk_map();
 
+/// By a machine's path the backup whose snapshots of its disks were started.
+std::map<std::string, std::string>& started_backups();
+
+/// Forgets the machines and what was started for them; what a query exported stays known.
+void ForgetMachines();
+
 void ClearObjectMaps();
 
 }  // namespace azurestackpi

@@ -4,6 +4,7 @@
 #include "platform/clock.h"
 #include "src/base/logging.h"
 #include "src/object/disk_properties.h"
+#include "src/object/object_maps.h"
 #include "src/object/object_path.h"
 #include "src/object/open_object.h"
 #include "src/object/restore_target.h"
@@ -52,6 +53,20 @@ void FillDisk(const FunctionLog& log, std::uint64_t size, aapi_object_info_v1_t&
   log.detail("VHD Size: %lu", static_cast<unsigned long>(size));
 }
 
+// A discovery may be older: what it did not see is no part of the backup, which a reader of these lines finds out.
+void LogAttachedDisks(const FunctionLog& log, const std::string& vm_path) {
+  const auto entry = vm_details_recovery_map().find(vm_path);
+  if (entry == vm_details_recovery_map().end()) {
+    return;
+  }
+  for (const vm_managed_disk_t* const disk : ManagedDisksOf(entry->second)) {
+    log.flow("Attached to %s now: %s", vm_path.c_str(), ManagedDiskPath(vm_path, *disk).c_str());
+  }
+  for (const vm_unmanaged_disk_t* const disk : UnmanagedDisksOf(entry->second)) {
+    log.flow("Attached to %s now: %s", vm_path.c_str(), UnmanagedDiskPath(vm_path, *disk).c_str());
+  }
+}
+
 // The one object of a machine whose query begins the machine's backup.
 Status StartSnapshots(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server) {
   const bool managed = path.find("UseManagedDisk=Yes") != std::string::npos;
@@ -63,11 +78,18 @@ Status StartSnapshots(const FunctionLog& log, const std::string& path, const aap
   if (vm_path.empty()) {
     return kInvalidArgument;
   }
+  LogAttachedDisks(log, vm_path);
+  std::string& started = started_backups()[vm_path];
+  if (!started.empty() && started == server.snapshot_name) {
+    return kOk;  // taken anew, they would be of another moment, and stay when their disks were read already
+  }
   const Status status = managed ? azurestackpi_create_snapshot_of_all_managed_disk_attached_to_vm(server, vm_path)
                                 : azurestackpi_create_snapshot_of_all_unmanaged_disk_attached_to_vm(server, vm_path);
   if (status != kOk) {
     log.error("Unable to initiate snapshots for disks attached to %s", vm_path.c_str());
+    return status;
   }
+  started = server.snapshot_name;
   return status;
 }
 

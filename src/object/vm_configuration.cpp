@@ -1,6 +1,8 @@
 #include "src/object/vm_configuration.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "src/base/logging.h"
@@ -20,9 +22,8 @@ constexpr std::size_t kMachine = 3;
 constexpr std::size_t kDiskGroup = 5;
 constexpr std::size_t kDiskName = 6;
 
-Status ReadMachine(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const std::string& vm_path,
-                   vm_details_t& vm) {
-  vm_env_t env;
+Status PrepareReading(const FunctionLog& log, const aapi_pgn_server_handle_s& server, vm_env_t& env,
+                      azs_rest_server_s& rest) {
   if (const Status status = PrepareEnvironment(env); status != kOk) {
     return status;
   }
@@ -34,8 +35,14 @@ Status ReadMachine(const FunctionLog& log, const aapi_pgn_server_handle_s& serve
     log.error("Server name is not in expected format");
     return parsed;
   }
+  return InitRestServerHandle(&server, rest);
+}
+
+Status ReadMachine(const FunctionLog& log, const aapi_pgn_server_handle_s& server, const std::string& vm_path,
+                   vm_details_t& vm) {
+  vm_env_t env;
   azs_rest_server_s rest;
-  if (const Status status = InitRestServerHandle(&server, rest); status != kOk) {
+  if (const Status status = PrepareReading(log, server, env, rest); status != kOk) {
     return status;
   }
   const std::vector<std::string> parts = SplitText(vm_path, '/');
@@ -52,6 +59,24 @@ Status ReadMachine(const FunctionLog& log, const aapi_pgn_server_handle_s& serve
   }
   vm = *reader.vm_details().front();
   return kOk;
+}
+
+// A machine is kept without its networks when its interface could not be read; another look may find them.
+void CompleteNetworks(const FunctionLog& log, const aapi_pgn_server_handle_s& server, vm_details_t& vm) {
+  const std::string nic_id = vm.m_network_profile.m_nic_id;
+  if (nic_id.empty() || !vm.m_network_profile.m_vnet_id.empty()) {
+    return;
+  }
+  vm_env_t env;
+  azs_rest_server_s rest;
+  Status status = PrepareReading(log, server, env, rest);
+  if (status == kOk) {
+    status = azurevm(rest, env).GetNetworkInterfaceDetails(nic_id, vm);
+  }
+  if (status != kOk) {
+    log.error("The networks of %s are not part of its backup: %s could not be read. rc : %d", vm.m_name.c_str(),
+              nic_id.c_str(), static_cast<int>(status));
+  }
 }
 
 bool Has(const std::string& path, const char* key) { return path.find(key) != std::string::npos; }
@@ -109,8 +134,10 @@ Status azurestackpi_get_vm_details(const std::string& path, const aapi_pgn_serve
     data = Document(*vm);
     log.detail("Got VM configuration %s", data.c_str());
   } else if (Has(path, "/Vnet=")) {
+    CompleteNetworks(log, server, *vm);
     data = vm->m_network_profile.m_vnet_id;
   } else if (Has(path, "/Nsg=")) {
+    CompleteNetworks(log, server, *vm);
     data = vm->m_network_profile.m_nsg_id;
   } else {
     data = "METADATA_FILE";
@@ -124,13 +151,23 @@ std::vector<vm_unmanaged_disk_t*> UnmanagedDisksOf(const vm_details_t& vm) {
   return DisksOfKind(vm, &DiskOwner::unmanaged);
 }
 
+std::string ManagedDiskPath(const std::string& vm_path, const vm_managed_disk_t& disk) {
+  return vm_path + "/ManagedDisks:" + disk.m_storage_account_type + "/" + disk.m_disk_resource_group + "/" +
+         disk.m_disk_name;
+}
+
+std::string UnmanagedDiskPath(const std::string& vm_path, const vm_unmanaged_disk_t& disk) {
+  constexpr std::string_view scheme = "https://";
+  return vm_path + "/" + disk.m_uri.substr(std::min(scheme.size(), disk.m_uri.size()));
+}
+
 vm_managed_disk_t* FindManagedDisk(const vm_details_t& vm, const std::string& path) {
   const FunctionLog log(__func__);
   const std::vector<std::string> parts = SplitText(path, '/');
   if (parts.size() <= kDiskName) {
     return nullptr;
   }
-  vm_managed_disk_t* found = nullptr;
+  std::vector<vm_managed_disk_t*> elsewhere;
   for (vm_managed_disk_t* const disk : ManagedDisksOf(vm)) {
     log.detail("disk name %s managed disk name %s", parts[kDiskName].c_str(), disk->m_disk_name.c_str());
     if (disk->m_disk_name != parts[kDiskName]) {
@@ -139,9 +176,9 @@ vm_managed_disk_t* FindManagedDisk(const vm_details_t& vm, const std::string& pa
     if (EqualIgnoringCase(disk->m_disk_resource_group, parts[kDiskGroup])) {
       return disk;
     }
-    found = found == nullptr ? disk : found;
+    elsewhere.push_back(disk);
   }
-  return found;
+  return elsewhere.size() == 1 ? elsewhere.front() : nullptr;
 }
 
 }  // namespace azurestackpi

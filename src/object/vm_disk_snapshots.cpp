@@ -102,7 +102,11 @@ Status RequireBackupTime(const FunctionLog& log, const aapi_pgn_server_handle_s&
 Status azurestackpi_create_snapshot_of_all_managed_disk_attached_to_vm(const aapi_pgn_server_handle_s& server,
                                                                        const std::string& vm_path) {
   const FunctionLog log(__func__);
-  if (!IsNo(Setting(kInDiscovery, "true"))) {
+  const std::string in_discovery = Setting(kInDiscovery, "true");
+  if (!IsNo(in_discovery)) {
+    if (!IsYes(in_discovery)) {
+      log.error("%s is neither true nor false: managed disks of %s get no snapshots", kInDiscovery, vm_path.c_str());
+    }
     return kOk;
   }
   log.flow("Initiate snapshot request for all managed disks for %s", vm_path.c_str());
@@ -113,10 +117,15 @@ Status azurestackpi_create_snapshot_of_all_managed_disk_attached_to_vm(const aap
   if (const Status status = RequireBackupTime(log, server, vm_path); status != kOk) {
     return status;
   }
+  std::string started;
   for (vm_managed_disk_t* const disk : ManagedDisksOf(*vm)) {
     if (const Status status = StartSnapshot(log, server, *disk); status != kOk) {
+      if (!started.empty()) {
+        log.error("Snapshots of %s stay:%s", vm_path.c_str(), started.c_str());
+      }
       return status;
     }
+    started.append(" ").append(ManagedSnapshotName(*disk, server.snapshot_name));
   }
   return kOk;
 }

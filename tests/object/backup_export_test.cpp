@@ -205,7 +205,6 @@ TEST_F(BackupExportTest, OfADiskThatIsStillOpenEndsWithItsServer) {
   EXPECT_EQ(table->read_object(left, buffer.data(), 1, 0, &count), 6601U);
   EXPECT_EQ(table->write_object(left, buffer.data(), 1, 0, &count), 6601U);
   EXPECT_EQ(table->get_object_prop(left, &info), 6601U);
-  EXPECT_EQ(table->flush(left), 6601U);
   EXPECT_EQ(table->close_object(left), 6601U);
 }
 
