@@ -250,8 +250,9 @@ static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length
   if (object->has_fault && is_kind(object->server, "early")) end = STREAM_SIZE - 1;
   if (length > 1000003) length = 1000003; /* fewer bytes than asked for are no end */
   while (*count < length && object->position < end) {
-    const char next = object->is_disk ? stream_byte(object->position) : text[object->position];
-    out[(*count)++] = next;
+    out[*count] = text[object->position % sizeof text];
+    if (object->is_disk) out[*count] = stream_byte(object->position);
+    ++*count;
     ++object->position;
   }
   if (!object->is_disk) out[*count] = '\0';
@@ -319,12 +320,13 @@ static FILE* open_workload(const char* folder, int number, const char* snapshot)
 
 /* A file for each stream that the first line of the configuration asks for, at most two. */
 static int streams(const aapi_server_t* server) {
-  int number = 1;
+  static const char key[] = "NO_OF_BACKUP_STREAMS_PER_NODE=";
+  char line[100] = "";
   FILE* file = server->session->config_path == NULL ? NULL : fopen(server->session->config_path, "r");
-  if (file == NULL) return number;
-  if (fscanf(file, "NO_OF_BACKUP_STREAMS_PER_NODE=%d", &number) != 1) number = 1;
+  if (file == NULL) return 1;
+  const int found = fgets(line, sizeof line, file) != NULL && strncmp(line, key, sizeof key - 1) == 0;
   (void)fclose(file);
-  return number;
+  return found ? (int)strtol(line + sizeof key - 1, NULL, 10) : 1;
 }
 
 static void write_machines(const aapi_server_t* server, const char* folder, const char* snapshot) {
