@@ -15,6 +15,8 @@ namespace {
 using Grants = std::vector<DiskGrant>;
 ProcessValue<Grants> unused_exports("exports that no open disk uses");
 
+constexpr long kConflict = 409;
+
 bool IsRefusal(long http_status) { return http_status >= 400 && http_status < 500; }
 
 // Those that match, which are remembered no longer.
@@ -46,16 +48,21 @@ DiskExport::~DiskExport() {
   }
 }
 
-Status DiskExport::Begin() {
+Status DiskExport::Begin(bool nobody_else) {
   const Status status = ExportManagedDiskSnapshot(grant_.server, grant_.backup_time.c_str(), kSnapshotTag, grant_.disk,
                                                   grant_.disk.m_extra1, &http_status_);
   // Without an answer, or when the operation behind it failed, the access may have been granted all the same.
-  may_be_active_ = status != kInvalidArgument && !IsRefusal(http_status_);
+  const bool own_conflict = nobody_else && http_status_ == kConflict;
+  may_be_active_ = status != kInvalidArgument && (own_conflict || !IsRefusal(http_status_));
   return status;
 }
 
 void DiskExport::Keep() {
   may_be_active_ = false;
+  // A snapshot has one access: what was remembered of an earlier one is over.
+  static_cast<void>(TakeFromUnused([&](const DiskGrant& other) {
+    return other.path == grant_.path && other.disk.m_extra2 == grant_.disk.m_extra2;
+  }));
   unused_exports->push_back(std::move(grant_));
 }
 

@@ -33,8 +33,9 @@ class DiskExport {
   DiskExport& operator=(const DiskExport&) = delete;
 
   /// Asks for the access. Returns the status of ExportManagedDiskSnapshot. A refusal leaves nothing to revoke: another
-  /// job may be reading the snapshot.
-  Status Begin();
+  /// job may be reading the snapshot. nobody_else: none can, so that a conflict is with an earlier try of this request,
+  /// whose answer the transport did not get or took for a failure that may pass.
+  Status Begin(bool nobody_else);
 
   /// Leaves the access for an open of the disk to take. The last thing that is done with the object.
   void Keep();

@@ -10,6 +10,7 @@
 #include "src/object/disk_export.h"
 #include "src/object/object_maps.h"
 #include "src/object/object_path.h"
+#include "src/object/open_object.h"
 #include "src/object/vm_configuration.h"
 #include "src/object/vm_disk_snapshots.h"
 
@@ -76,10 +77,18 @@ Status MeasureExport(const FunctionLog& log, const aapi_pgn_server_handle_s& ser
   return status;
 }
 
+// One process has a machine's backup from its start to its end.
+bool IsOnlyReader(const std::string& path, const aapi_pgn_server_handle_s& server) {
+  std::string vm_path;
+  azurestackpi_get_vmpath(path, vm_path);
+  const auto begun = started_backups().find(vm_path);
+  return begun != started_backups().end() && begun->second == server.snapshot_name && !IsBeingRead(path);
+}
+
 Status ExportAndMeasure(const FunctionLog& log, const std::string& path, const aapi_pgn_server_handle_s& server,
                         const vm_managed_disk_t& disk, std::uint64_t& size) {
   DiskExport exported({&server, path, server.snapshot_name, disk}, false);
-  if (const Status status = exported.Begin(); status != kOk) {
+  if (const Status status = exported.Begin(IsOnlyReader(path, server)); status != kOk) {
     log.error("Export snapshot for managed disk %s failed. ret: %d ", disk.m_disk_name.c_str(),
               static_cast<int>(status));
     return status;

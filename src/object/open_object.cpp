@@ -37,12 +37,6 @@ Kind KindOf(const std::string& path) {
   return slashes == kDiskSlashes && !azurestackpi_is_metapath(path) ? Kind::kDisk : Kind::kNone;
 }
 
-bool IsReadElsewhere(const aapi_object_s& object) {
-  return std::any_of(open_objects->begin(), open_objects->end(), [&](const aapi_object_s* other) {
-    return other != &object && other->image && other->path == object.path;
-  });
-}
-
 Status Refuse(Kind kind) {
   return kind == Kind::kTooDeep ? static_cast<Status>(kInvalidArgument) : static_cast<Status>(kInvalidObject);
 }
@@ -107,7 +101,7 @@ Status OpenVhd(const FunctionLog& log, aapi_object_s& object) {
     return status;
   }
   log.detail("VHD_URI: %s", uri.c_str());
-  if (IsReadElsewhere(object)) {
+  if (IsBeingRead(object.path)) {
     // The first of two to be read to its end would delete the other's snapshot.
     log.error("%s is open already. AAPI_Errno = %d", object.path.c_str(), static_cast<int>(kServerBusy));
     return kServerBusy;
@@ -239,6 +233,11 @@ Status CloseObject(const FunctionLog& log, aapi_object_s& object) {
     ReleaseVhd(log, object);
   }
   return status;
+}
+
+bool IsBeingRead(const std::string& path) {
+  return std::any_of(open_objects->begin(), open_objects->end(),
+                     [&](const aapi_object_s* object) { return object->image && object->path == path; });
 }
 
 bool IsOpenObject(const aapi_object_s* object) { return open_objects->count(const_cast<aapi_object_s*>(object)) != 0; }

@@ -66,6 +66,9 @@ Status azurestackpi_impl_write_object(aapi_object_s& object, const void* buffer,
 /// stream's end. Of a disk that was written: the status of CloseRestoredDisk.
 Status CloseObject(const FunctionLog& log, aapi_object_s& object);
 
+/// Whether the disk at path is open for reading.
+bool IsBeingRead(const std::string& path);
+
 /// Whether the pointer is of an object that is open. Nothing of it is looked at.
 bool IsOpenObject(const aapi_object_s* object);
 

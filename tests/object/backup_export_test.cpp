@@ -102,10 +102,15 @@ TEST_F(BackupExportTest, OfALostAnswerDoesNotBlockTheNextQuery) {
     EXPECT_EQ(Exported(), 0);
     EXPECT_EQ(Query(os, kFirst), kOk);
   }
+  // A request that was carried out, called failed and repeated by the transport is in its own way.
+  ASSERT_EQ(table->close_object(OpenForReading(os)), kOk);
+  simulator.add_fault({"POST", "/beginGetAccess", 1, 1, sim::LoseAnswer{}});
+  EXPECT_EQ(Query(os, kFirst), 6778U);
+  EXPECT_EQ(Query(os, kFirst), kOk);
   // One that was refused is another's.
   ASSERT_EQ(table->close_object(OpenForReading(os)), kOk);
   const auto before = Revocations();
-  simulator.add_fault({"POST", "/beginGetAccess", 1, 1, sim::AnswerWith{{.status = 409}}});
+  simulator.add_fault({"POST", "/beginGetAccess", 1, 1, kRefused});
   EXPECT_EQ(Query(os, kFirst), 6778U);
   EXPECT_EQ(Revocations(), before);
   ASSERT_EQ(Query(os, kFirst), kOk);
@@ -118,7 +123,6 @@ TEST_F(BackupExportTest, ThatCouldNotBeRevokedIsRevokedByTheNextQuery) {
   simulator.add_fault({"POST", "/endGetAccess", 1, 2, kRefused});
   EXPECT_EQ(Query(os, kFirst), 6778U) << "the older one is active still";
   EXPECT_EQ(ReadObject(os, kMiB), 6781U);
-  EXPECT_EQ(Query(os, kFirst), 6778U);
   ASSERT_EQ(Query(os, kFirst), kOk);
   simulator.add_fault({"POST", "/endGetAccess", 1, 1, kRefused});
   ExpectWhole(ReadObject(os, 8 * kMiB));

@@ -36,6 +36,9 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   BackupTest();
   ~BackupTest() override;
 
+  /// Forgets the lines, which hold no secret.
+  void ClearLog();
+
   /// Opens the server anew with these settings. A backup session unless told.
   void Start(const Settings& settings);
 
