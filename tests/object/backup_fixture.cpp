@@ -151,7 +151,7 @@ void BackupTest::PrepareMachine(const std::string& machine, const std::string& s
 }
 
 sim::Blob BackupTest::NewContainer(const std::string& blob_name) {
-  const sim::Blob blob{Vhd().account, azurite::new_container_name(), blob_name};
+  sim::Blob blob{Vhd().account, azurite::new_container_name(), blob_name};
   blob_client.create_container(blob.account, blob.container);
   return blob;
 }
