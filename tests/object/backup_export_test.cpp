@@ -166,6 +166,7 @@ TEST_F(BackupExportTest, OfAnOpenDiskIsNotDisturbed) {
   EXPECT_EQ(table->open_object(server, (vhd + "/").c_str(), 0, &second), 6612U)
       << "the end of the first one's reading would delete its snapshot";
   EXPECT_EQ(ReadToEnd(blob, 8 * kMiB), kOk);
+  ASSERT_EQ(Query("/", kSecond), kOk) << "another backup begins";
   EXPECT_EQ(table->close_object(blob), kOk);
   EXPECT_EQ(BlobSnapshots(), Texts{});
 }

@@ -34,6 +34,8 @@ struct ProxyBase {
 class BackupTest : private ProxyBase, public transport_test::OpenServer {
  protected:
   BackupTest();
+  /// Of a world like that of SmallWorld.
+  explicit BackupTest(const sim::World& of);
   ~BackupTest() override;
 
   /// Forgets the lines, which hold no secret.
@@ -90,7 +92,6 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   std::string image;
 
  private:
-  explicit BackupTest(const sim::World& of);
   sim::Blob Vhd() const;
   azurestoragewrapper::BlobClient VhdClient(const std::string& name) const;
 

@@ -1,5 +1,8 @@
 // When a backup's snapshots are taken and when they go, by the settings, and which snapshots are left alone.
+#include <strings.h>
+
 #include <algorithm>
+#include <cctype>
 
 #include "tests/object/backup_fixture.h"
 
@@ -51,8 +54,8 @@ TEST_F(BackupSnapshotsTest, AreTakenAndRemovedWhenTheSettingsSay) {
       // Not set, a discovery takes them, and a machine's start takes the unmanaged ones once more.
       {nullptr, nullptr, "2 1", 0, "2 2", 0, "2 2", "2 2"}, {nullptr, "false", "2 1", 6661, "2 1", 0, "2 1", "2 1"},
       {"T", nullptr, "2 1", 0, "2 1", 0, "2 1", "0 0"},     {"", nullptr, "2 1", 0, "2 1", 0, "2 1", "0 0"},
-      {"false", nullptr, "0 0", 0, "2 1", 0, "2 1", "2 1"}, {"F", "no", "0 0", 0, "2 0", 0, "2 1", "2 1"},
-      {"no", nullptr, "0 0", 0, "0 0", 6778, "0 1", "0 1"}};
+      {"false", nullptr, "0 0", 0, "2 1", 0, "2 1", "2 1"}, {"F", "no", "0 0", 0, "2 0", 0, "2 2", "2 2"},
+      {"no", nullptr, "0 0", 0, "0 0", 6778, "0 2", "0 2"}};
   int backup = 1'700'000'000;
   for (const Case& c : cases) {
     const std::string snapid = std::to_string(backup++);
@@ -70,6 +73,8 @@ TEST_F(BackupSnapshotsTest, AreTakenAndRemovedWhenTheSettingsSay) {
     EXPECT_EQ(Query(RecordWith(web + "Metadata/UseManagedDisk=Yes"), snapid), kOk);
     EXPECT_EQ(Query(RecordWith(db + "Metadata/UseManagedDisk=No"), snapid), c.query_no);
     EXPECT_EQ(Asked(snapid), c.after_machines);
+    // Only where one may be there already is it looked for before it is taken.
+    EXPECT_EQ(Query(RecordWith(db + "demodisks1"), snapid), kOk);
     EXPECT_EQ(Query(RecordWith(db + "demodisks1"), snapid), kOk);
     EXPECT_EQ(Query(RecordWith("/web-01-os"), snapid), c.query_managed);
     EXPECT_EQ(Query(RecordWith("/web-01-data"), snapid), c.query_managed);
@@ -81,6 +86,7 @@ TEST_F(BackupSnapshotsTest, AreTakenAndRemovedWhenTheSettingsSay) {
     EXPECT_EQ(Postprocess(snapid.c_str()), kOk);
     EXPECT_EQ(Counts(snapid), "0 0");
   }
+  EXPECT_TRUE(log.contains(4, "is neither true nor false"));
 }
 
 TEST_F(BackupSnapshotsTest, OldOnesGoAtTheMomentThatThePolicyNames) {
@@ -160,13 +166,18 @@ TEST_F(BackupSnapshotsTest, ASweepOfOneBackupLeavesForeignOnesAlone) {
 TEST_F(BackupSnapshotsTest, ASweepWalksEachSubscriptionOnceUpToAMalformedSelection) {
   Start({{"ENABLE_SNAPSHOT_CLEANUP", "1"}, {"VM_SNAPSHOT_IN_DISCOVERY", "false"}});
   const std::string other = small_world.subscriptions[1].id;
+  std::string upper = subscription;
+  std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
   const auto lists = [&](const std::string& of) {
+    const std::string prefix = "/subscriptions/" + of + "/providers/Microsoft.Compute/snapshots?";
     const auto requests = ManagementRequests();
     return std::count_if(requests.begin(), requests.end(), [&](const sim::RecordedRequest& request) {
-      return request.target.find("/subscriptions/" + of + "/providers/Microsoft.Compute/snapshots?") == 0;
+      return strncasecmp(request.target.c_str(), prefix.c_str(), prefix.size()) == 0;
     });
   };
-  EXPECT_EQ(Postprocess("/" + subscription + "  /" + subscription + "/web-rg/web-01 /a/b/c/d/e /" + other, ""), 6795U);
+  EXPECT_EQ(
+      Postprocess("/" + subscription + "  /" + subscription + "/web-rg/web-01 /" + upper + " /a/b/c/d/e /" + other, ""),
+      6795U);
   EXPECT_EQ(lists(subscription), 1);
   EXPECT_EQ(lists(other), 0);
 }
@@ -213,16 +224,58 @@ TEST_F(BackupSnapshotsTest, OfOneDiskAreMadeAndDeletedByTheHost) {
 TEST_F(BackupSnapshotsTest, OfAMachineEndAtTheFirstManagedDiskThatFails) {
   Start({{"VM_SNAPSHOT_IN_DISCOVERY", "false"}});
   ASSERT_EQ(Discover("1700000000"), kOk);
+  const std::string start = RecordWith(web + "Metadata/UseManagedDisk=Yes");
+  const auto asked = [&] {
+    const auto requests = ManagementRequests();
+    return std::count_if(requests.begin(), requests.end(), [](const auto& request) { return request.method == "PUT"; });
+  };
   simulator.add_fault({"PUT", "/snapshots/", 1, 1, sim::AnswerWith{{.status = 409}}});
-  EXPECT_EQ(Query(RecordWith(web + "Metadata/UseManagedDisk=Yes"), "1700000000"), 6658U);
+  EXPECT_EQ(Query(start, "1700000000"), 6658U);
   EXPECT_TRUE(
       log.contains(4, "Unable to initiate snapshots for disks attached to /" + subscription + "/web-rg/web-01"));
-  EXPECT_EQ(ManagedSnapshots(), Texts{});
+  EXPECT_EQ(asked(), 1);
+  simulator.add_fault({"PUT", "/snapshots/", 2, 1, sim::AnswerWith{{.status = 409}}});
+  EXPECT_EQ(Query(start, "1700000000"), 6658U);
+  EXPECT_EQ(asked(), 3);
+  EXPECT_TRUE(log.contains(4, "_OSDisk_9999_1700000000_BDAZSNAP")) << "it was taken and stays";
+  EXPECT_EQ(Query(start, "1700000000"), kOk);
+  EXPECT_EQ(Query(start, "1700000000"), kOk);
+  EXPECT_EQ(asked(), 5) << "what was started once is not started again";
   // One that was accepted and then failed ends the query of its disk.
-  EXPECT_EQ(Query(RecordWith(web + "Metadata/UseManagedDisk=Yes"), "1700000000"), kOk);
   simulator.add_fault({"GET", "perations/", 1, 1, sim::AnswerWith{{.status = 200, .body = R"({"status":"Failed"})"}}});
   EXPECT_EQ(Query(RecordWith("/web-01-os"), "1700000000"), 6786U);
   EXPECT_TRUE(log.contains(4, "Snapshot for managed disk web-01-os failed. ret: 6786 "));
+}
+
+sim::World WorldOfTwoVhds() {
+  sim::World world = SmallWorld();
+  sim::Machine& machine = world.subscriptions[0].resource_groups["Data_RG.1"].machines["DB-01"];
+  sim::MachineDisk data = machine.os_disk;
+  data.name = "DB-01-data";
+  data.vhd->name = "DB-01-data.vhd";
+  machine.data_disks.push_back(data);
+  return world;
+}
+
+class TwoVhdsTest : public BackupTest {
+ protected:
+  TwoVhdsTest() : BackupTest(WorldOfTwoVhds()) {}
+};
+
+TEST_F(TwoVhdsTest, EachIsSnapshottedWhenAnotherFails) {
+  Start({{"VM_SNAPSHOT_IN_DISCOVERY", "false"}});
+  ASSERT_EQ(Discover("1700000000"), kOk);
+  proxy.add({.method = "PUT", .target = "comp=snapshot", .action = sim::AnswerWith{.response = {.status = 403}}});
+  EXPECT_EQ(Query(RecordWith(db + "Metadata/UseManagedDisk=No"), "1700000000"), kOk) << "the last one's status";
+  EXPECT_EQ(BlobSnapshots(), Texts{});
+  const auto requests = proxy.requests();
+  EXPECT_EQ(
+      std::count_if(requests.begin(), requests.end(),
+                    [](const auto& request) { return request.target.find("comp=snapshot") != std::string::npos; }),
+      2);
+  for (const char* disk : {"/DB-01-os.vhd", "/DB-01-data.vhd"}) {
+    EXPECT_TRUE(log.contains(3, disk)) << "named as attached now";
+  }
 }
 
 }  // namespace

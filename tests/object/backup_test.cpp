@@ -5,6 +5,7 @@
 
 #include "sim/disk_content.h"
 #include "sim/vhd_footer.h"
+#include "src/object/vm_configuration.h"
 #include "src/rest/json_text.h"
 #include "tests/object/backup_fixture.h"
 
@@ -75,6 +76,14 @@ TEST_F(BackupTest, AnUnmanagedDiskIsReadInEveryPieceAndAnEmptyBlobIsHeaderAndPad
   const std::array<std::uint64_t, 5> header{40, 1024, 0, 0, 131072 - 40};
   std::memcpy(expected.data(), header.data(), sizeof(header));
   EXPECT_TRUE(image == expected);
+
+  ASSERT_EQ(Query(empty, "1700000001"), kOk);
+  aapi_object_t* const object = OpenForReading(empty);
+  std::array<char, 11> buffer{};
+  std::uint64_t count = 0;
+  EXPECT_EQ(table->read_object(object, buffer.data(), 10, 0, &count), kOk);
+  EXPECT_EQ(table->close_object(object), kOk);
+  EXPECT_EQ(ReadObject(empty, kMiB), kOk) << "without data, too, it was not read to its end";
 }
 
 // All of it in pieces of 512 bytes, as a much used disk may be. The long run has ten thousand ranges.
@@ -227,6 +236,63 @@ TEST_F(BackupTest, NothingOfAMachineIsRememberedOverTheServersClose) {
   EXPECT_EQ(Query(path, "1700000000"), kOk);
   EXPECT_EQ(info.size, 0U) << "its machine is not known any more";
   EXPECT_EQ(ReadObject(path, kMiB), 6613U) << "nor its export";
+}
+
+TEST_F(BackupTest, AMachineIsReadOnceForEachDiscovery) {
+  const auto reads = [&] {
+    const auto requests = ManagementRequests();
+    return std::count_if(requests.begin(), requests.end(), [](const auto& request) {
+      return request.target.find("/virtualMachines/web-01?") != std::string::npos;
+    });
+  };
+  for (const int expected : {2, 4}) {
+    if (expected == 2) {
+      Start(kInBackup);
+    }
+    ASSERT_EQ(Discover("1700000000"), kOk);
+    for (const char* object : {"Metadata/Size=", "Metadata/VmName="}) {
+      ASSERT_EQ(Query(RecordWith(web + object), "1700000000"), kOk);
+    }
+    EXPECT_EQ(reads(), expected) << "one by the discovery";
+  }
+}
+
+TEST_F(BackupTest, NetworksThatCouldNotBeReadAreAskedForAgain) {
+  Start({});
+  ASSERT_EQ(Discover("1700000000"), kOk);
+  simulator.add_fault({"GET", "networkInterfaces", 1, 2, sim::AnswerWith{{.status = 403}}});
+  ASSERT_EQ(Query(RecordWith(web + "Metadata/Vnet="), "1700000000"), kOk) << "the machine's disks are there";
+  EXPECT_EQ(info.size, 0U);
+  EXPECT_TRUE(log.contains(4, "The networks of web-01 are not part of its backup"));
+  ASSERT_EQ(Query(RecordWith(web + "Metadata/Nsg="), "1700000000"), kOk);
+  EXPECT_GT(info.size, 0U);
+}
+
+TEST_F(BackupTest, ASnapshotNameThatWouldBeCutIsRefused) {
+  Start({});
+  std::array<char, 8> path{};
+  for (const auto& [length, status] : {std::pair{511, Status{kOk}}, std::pair{512, Status{kInvalidArgument}}}) {
+    const std::string name(static_cast<std::size_t>(length), '7');
+    EXPECT_EQ(table->get_snappath_from_realpath(server, name.c_str(), "/s", path.data(), path.size()), status);
+  }
+}
+
+TEST(ManagedDiskOfAPath, IsTheOneOfItsGroupOrTheOnlyOneOfItsName) {
+  vm_details_t vm;
+  std::size_t slot = 0;
+  for (const auto& [group, name] : {std::pair{"one", "twice"}, std::pair{"two", "twice"}, std::pair{"one", "single"}}) {
+    auto disk = std::make_unique<vm_managed_disk_t>();
+    disk->m_disk_resource_group = group;
+    disk->m_disk_name = name;
+    vm.m_storage_profile.m_data_disks.at(slot++).m_disk = DiskOwner(std::move(disk));
+  }
+  const auto group_of = [&](const std::string& disk) -> std::string {
+    const vm_managed_disk_t* const found = FindManagedDisk(vm, "/s/g/m/ManagedDisks:x/" + disk);
+    return found == nullptr ? "" : found->m_disk_resource_group;
+  };
+  EXPECT_EQ(group_of("TWO/twice"), "two");
+  EXPECT_EQ(group_of("other/twice"), "") << "either would be a guess";
+  EXPECT_EQ(group_of("other/single"), "one");
 }
 
 TEST_F(BackupTest, ASnapshotThatCannotBeDeletedDoesNotFailTheClose) {
