@@ -61,10 +61,17 @@ std::string sha256_of(const std::string& bytes) {
   return digest.finish();
 }
 
-// Operations have ended when they are asked for the first time: between two polls the plug-in waits for seconds.
+// Operations have ended when they are asked for the first time: between two polls the plug-in waits for seconds. The
+// disks are in an account where no other program's tests have any, for a sweep goes through whole accounts.
 sim::World quick_world() {
   sim::World world = sim::demo_world();
   world.operation_polls = 0;
+  sim::Subscription& first = world.subscriptions[0];
+  first.resource_groups.at("Data_RG.1").machines.at("DB-01").os_disk.vhd->account = "labstaging1";
+  world.storage_accounts.at("labstaging1").subscription_id = first.id;
+  world.storage_accounts.at("labstaging1").group = "Data_RG.1";
+  world.storage_accounts.erase("demodisks1");
+  world.storage_accounts.erase("demostaging1");
   return world;
 }
 
