@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -21,7 +22,7 @@ namespace {
 
 constexpr std::size_t kDiskSlashes = 6;
 
-ProcessValue<std::set<aapi_object_s*>> open_objects("objects that hosts have open");
+ProcessValue<std::set<aapi_object_s*, std::less<>>> open_objects("objects that hosts have open");
 
 // What a path names for a host that wants to open or create it.
 enum class Kind { kMetadata, kDisk, kTooDeep, kNone };
@@ -240,7 +241,7 @@ bool IsBeingRead(const std::string& path) {
                      [&](const aapi_object_s* object) { return object->image && object->path == path; });
 }
 
-bool IsOpenObject(const aapi_object_s* object) { return open_objects->count(const_cast<aapi_object_s*>(object)) != 0; }
+bool IsOpenObject(const aapi_object_s* object) { return open_objects->find(object) != open_objects->end(); }
 
 void ReleaseObjectsOf(const FunctionLog& log, const aapi_pgn_server_handle_s& server) {
   std::vector<std::unique_ptr<aapi_object_s>> left;
