@@ -168,6 +168,11 @@ TEST_F(RestoreSystem, MakesMachinesAnewUnderOtherNames) {
   ASSERT_EQ(unmanaged.exit_code, 0) << unmanaged.output << unmanaged.error;
   EXPECT_EQ(contents("/" + subscription + "/Data_RG.1/DB-99"), contents(db));
 
+  const std::string place = "/" + subscription + "/Data_RG.1";
+  const Outcome moved = run({"restore", "latest", web, "--to", place});
+  ASSERT_EQ(moved.exit_code, 0) << moved.output << moved.error;
+  EXPECT_EQ(contents(place + "/web-01"), contents(web));
+
   const auto machines = [&] { return json::parse(cloud_.state())["machines"].size(); };
   const std::size_t count = machines();
   const Outcome disks = run({"restore", "latest", web, "--disks-only", "--json"});
@@ -202,8 +207,8 @@ TEST_F(RestoreSystem, RunsAgainAtOnceWhereverItWasKilled) {
   const std::uintmax_t before = log_bytes();
   ASSERT_EQ(run({"restore", "latest", web, "--as", "web-whole", "-vv"}).exit_code, 0);
   const std::uintmax_t whole = log_bytes() - before;
-  const unsigned points = std::getenv("AZS_LONG") != nullptr ? 20 : 3;
-  for (unsigned point = 0; point < points; ++point) {
+  const std::uintmax_t points = std::getenv("AZS_LONG") != nullptr ? 20 : 3;
+  for (std::uintmax_t point = 0; point < points; ++point) {
     SCOPED_TRACE(point);
     const std::string name = "web-" + std::to_string(point);
     const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);

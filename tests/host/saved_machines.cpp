@@ -56,7 +56,7 @@ host::Manifest manifest_of(const std::string& machine, const std::string& backup
        {"UseManagedDisk=" + managed, std::string("SubId=s"), std::string("StagingStorageAccount="),
         std::string("BootDiagnostics=Off"), std::string("Size=A1"), std::string("PowerState="), std::string("Vnet=net"),
         std::string("Subnet=default"), std::string("Key1=a\"b\\c")}) {
-    manifest.objects.push_back({machine + "/Metadata/" + entry, "METADATA_FILE"});
+    manifest.objects.push_back({std::string(machine).append("/Metadata/").append(entry), "METADATA_FILE"});
   }
   manifest.objects.insert(manifest.objects.begin(), {machine + "/Metadata", std::nullopt});
   manifest.objects.push_back({machine + "/Metadata/VmName=" + name, configuration});
