@@ -134,6 +134,7 @@ Status ImportThenDelete(const FunctionLog& log, const std::string& server_name, 
   if (const Status status = DescribeServer(server_name, server, rest); status != kOk) {
     log.error("The managed disk %s cannot be made: the login's settings cannot be read: %d",
               import.target.getUniqDiskId().c_str(), static_cast<int>(status));
+    DeleteVhd(log, import.vhd_uri);
     return status;
   }
   ResourceCalls calls(rest);

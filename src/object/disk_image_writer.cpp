@@ -26,10 +26,12 @@ void Fill(std::byte* section, std::uint64_t size, std::uint64_t& done, const std
   left -= taken;
 }
 
-// Nothing but the size of the disk bounds the count of its ranges.
+constexpr std::uint64_t kLargestDisk = std::uint64_t{8} << 40U;  // as the service's largest page blob
+
+// The size of the disk bounds the count of its ranges.
 Status CheckHeader(const FunctionLog& log, const sparse_header_t& header) {
-  if (IsWholeSectors(header.display_size) && header.number_of_ranges <= header.display_size / kSector &&
-      header.padding <= kPaddingUnit) {
+  if (IsWholeSectors(header.display_size) && header.display_size <= kLargestDisk &&
+      header.number_of_ranges <= header.display_size / kSector && header.padding <= kPaddingUnit) {
     return kOk;
   }
   log.error("The stream is no disk's: %lu ranges of a disk of %lu bytes, padding %lu", Shown(header.number_of_ranges),

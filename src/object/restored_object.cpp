@@ -83,8 +83,12 @@ Status CloseRestoredDisk(const FunctionLog& log, aapi_object_s& object) {
                                                    writer.disk_size(), object.target);
   }
   RestoredDisk* const disk = FindRestoredDisk(object.path);
-  if (status == kOk && disk != nullptr) {
+  // Another handle may have begun the disk once more: then this blob is not the one that counts.
+  const bool counts = disk != nullptr && (object.is_managed || disk->name == writer.uri());
+  if (status == kOk && counts) {
     disk->complete = true;
+  } else if (status == kOk) {
+    log.error("%s was begun once more meanwhile; its first blob stays: %s", object.path.c_str(), writer.uri().c_str());
   }
   return status;
 }

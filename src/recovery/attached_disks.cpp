@@ -53,7 +53,7 @@ std::size_t PlaceOf(const std::string& path, const std::vector<SavedDisk>& saved
   return static_cast<std::size_t>(found - saved.begin());
 }
 
-bool HasOsDisk(std::vector<PlacedDisk>& placed, std::size_t unknown) {
+bool HasOsDisk(const FunctionLog& log, std::vector<PlacedDisk>& placed, std::size_t unknown) {
   if (std::ranges::find(placed, 0U, &PlacedDisk::place) != placed.end()) {
     return true;
   }
@@ -62,6 +62,7 @@ bool HasOsDisk(std::vector<PlacedDisk>& placed, std::size_t unknown) {
     return false;
   }
   instead->place = 0;
+  log.error("No restored disk has the saved OS disk's name; %s is taken for it", instead->disk->path.c_str());
   return true;
 }
 
@@ -92,7 +93,7 @@ Status OrderDisks(const vm_details_t& saved, const std::vector<RestoredDisk>& re
   for (const RestoredDisk& disk : restored) {
     placed.push_back({PlaceOf(WithoutEndSlash(disk.path), saved_disks), &disk});
   }
-  if (!HasOsDisk(placed, saved_disks.size())) {
+  if (!HasOsDisk(log, placed, saved_disks.size())) {
     log.error("None of the %zu restored disks of machine %s can be its OS disk", restored.size(), saved.m_name.c_str());
     return kOperationFailed;
   }

@@ -4,6 +4,7 @@
 #include "src/config/rest_server.h"
 #include "src/model/azurevm.h"
 #include "src/object/object_maps.h"
+#include "src/object/object_path.h"
 #include "src/object/restore_state.h"
 #include "src/recovery/attached_disks.h"
 #include "src/recovery/recovery_target.h"
@@ -54,6 +55,17 @@ Status ParseConfiguration(const FunctionLog& log, const std::string& configurati
   return kOk;
 }
 
+// Disks of the other kind would be refused once address and interface are made, and as something else.
+Status CheckKind(const FunctionLog& log, const std::vector<RestoredDisk>& disks, bool managed) {
+  for (const RestoredDisk& disk : disks) {
+    if (azurestackpi_is_mdpath(disk.path) != managed) {
+      log.error("Disk %s is not of the kind that UseManagedDisk=%s tells", disk.path.c_str(), managed ? "Yes" : "No");
+      return kOperationFailed;
+    }
+  }
+  return kOk;
+}
+
 void LogDisks(const FunctionLog& log, const std::string& vm_path, const std::vector<RestoredDisk>& disks,
               const vm_env_t& env) {
   log.detail("vmpath: %s", vm_path.c_str());
@@ -87,7 +99,10 @@ Status Recover(const FunctionLog& log, const aapi_pgn_server_handle_s& server, c
   }
   const bool managed = machine.entry.m_is_managed;
   std::vector<AttachedDisk> disks;
-  status = OrderDisks(machine.saved, machine.disks, managed, disks);
+  status = CheckKind(log, machine.disks, managed);
+  if (status == kOk) {
+    status = OrderDisks(machine.saved, machine.disks, managed, disks);
+  }
   return status == kOk ? Recreate(server, env, managed, disks) : status;
 }
 
