@@ -2,13 +2,17 @@
 // plug-in, and every disk is compared with the one that was backed up.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "sim/client_files.h"
+#include "sim/disk_content.h"
+#include "sim/vhd_footer.h"
 #include "tests/host/no_secret.h"
 #include "tests/host/program.h"
 #include "tests/sim/azurite_world.h"
@@ -154,6 +158,32 @@ TEST_F(RestoreSystem, BringsDeletedMachinesBackByteForByte) {
   const Outcome again = run({"restore", "latest", db});
   EXPECT_EQ(again.exit_code, 1) << again.output;
   EXPECT_THAT(again.output, HasSubstr("is there already"));
+}
+
+// Compared with the world's own description of the disk, by nothing that the plug-in or the repository tells.
+TEST_F(RestoreSystem, ExportsADiskAsAFileOfItsBytes) {
+  constexpr std::int64_t gib = 1 << 30;
+  const std::string file = folder_.path("web-01-data.vhd");
+  const Outcome outcome = run({"export", "latest", "web-01-data", file});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
+  EXPECT_THAT(outcome.output, HasSubstr("a fixed VHD"));
+  std::ifstream stream(file, std::ios::binary);
+  const auto bytes = [&](std::int64_t offset, std::int64_t size) {
+    std::string read(static_cast<std::size_t>(size), '\0');
+    stream.seekg(offset);
+    stream.read(read.data(), size);
+    return read;
+  };
+  std::uintmax_t data = 0;
+  for (const auto& [offset, size] : sim::data_ranges({}, gib)) {
+    EXPECT_TRUE(bytes(offset, size) == sim::disk_data("web-01-data", offset, size)) << offset;
+    data += static_cast<std::uintmax_t>(size);
+  }
+  EXPECT_EQ(sim::fixed_vhd_flaw(bytes(gib, sim::vhd_footer_size), gib + sim::vhd_footer_size), "");
+  EXPECT_EQ(std::filesystem::file_size(file), static_cast<std::uintmax_t>(gib + sim::vhd_footer_size));
+  struct stat facts {};
+  ASSERT_EQ(::stat(file.c_str(), &facts), 0);
+  EXPECT_LT(static_cast<std::uintmax_t>(facts.st_blocks) * 512, data + (1U << 20U));  // the rest is holes
 }
 
 TEST_F(RestoreSystem, MakesMachinesAnewUnderOtherNames) {
