@@ -78,11 +78,15 @@ ResourceCalls::Presence ResourceCalls::Look() {
   return HttpStatus() == kThereStatus ? Presence::kThere : absent ? Presence::kAbsent : Presence::kUnknown;
 }
 
-std::string ResourceCalls::WhyFailed() const {
+const _Response& ResourceCalls::failure_response() const {
   const bool by_operation = sent_ >= kAsyncNoStatus && sent_ <= kAsyncUnknown;
+  return by_operation ? client_.AsyncResponse() : response_;
+}
+
+std::string ResourceCalls::WhyFailed() const {
   std::string why = sent_ == kOk ? "Resource Manager answered " + std::to_string(HttpStatus())
                                  : "status " + std::to_string(sent_) + ", " + StatusText(sent_);
-  const ServiceError error = ReadServiceError(by_operation ? client_.AsyncResponse().body : response_.body);
+  const ServiceError error = ReadServiceError(failure_response().body);
   for (const std::string* const part : {&error.code, &error.message}) {
     if (!part->empty()) {
       why.append(": ").append(*part);

@@ -39,6 +39,9 @@ class ResourceCalls {
   const std::string& url() const { return m_url; }
   const _Response& response() const { return response_; }
 
+  /// The answer that tells of a failure: the operation's when that failed, else the last one.
+  const _Response& failure_response() const;
+
   /// Of the last call; 0 when there was no answer.
   long HttpStatus() const { return client_.GetHttpStatusCode(); }
 

@@ -218,6 +218,11 @@ Status DiskImageWriter::Finish(const FunctionLog& log) {
   return status;
 }
 
+void DiskImageWriter::Abandon(const FunctionLog& log) {
+  failure_ = failure_ == kOk ? static_cast<Status>(kOperationFailed) : failure_;
+  static_cast<void>(Close(log));
+}
+
 Status DiskImageWriter::Close(const FunctionLog& log) {
   const Status status = failure_ == kOk ? Finish(log) : failure_;
   stream_.reset();

@@ -32,6 +32,9 @@ class DiskImageWriter {
   /// early; a blob that was made here is deleted then, or named in an error line.
   Status Close(const FunctionLog& log);
 
+  /// Takes back what was written, whole or not: the blob that was made here is deleted, or named in an error line.
+  void Abandon(const FunctionLog& log);
+
   const std::string& uri() const { return uri_; }
 
   /// Size of the disk in bytes; 0 as long as the header is not complete.

@@ -256,7 +256,7 @@ void ReleaseObjectsOf(const FunctionLog& log, const aapi_pgn_server_handle_s& se
       object->exported->Keep();
     }
     if (object->writer) {
-      static_cast<void>(object->writer->Close(log));
+      object->writer->Abandon(log);
     }
   }
 }

@@ -12,6 +12,7 @@ namespace {
 
 ProcessValue<RecoveryMap> restored_disks("restored disks by machine");
 ProcessValue<ValidationMap> refusals("refused targets by machine");
+ProcessValue<AcceptedTargets> accepted("accepted targets by path");
 ProcessValue<StagingAccountMap> staging_accounts("staging accounts by machine");
 ProcessValue<ResourceGroupMap> resource_groups("resource groups by subscription");
 ProcessValue<ManagedTargetMap> managed_targets("targets of managed disks by path");
@@ -20,6 +21,7 @@ ProcessValue<ManagedTargetMap> managed_targets("targets of managed disks by path
 
 RecoveryMap& vm_recovery_map() { return *restored_disks; }
 ValidationMap& vm_validation_status() { return *refusals; }
+AcceptedTargets& accepted_targets() { return *accepted; }
 StagingAccountMap& vm_staging_sta_map() { return *staging_accounts; }
 ResourceGroupMap& subid_rg_map() { return *resource_groups; }
 ManagedTargetMap& md_metadata_map() { return *managed_targets; }
@@ -55,12 +57,21 @@ void azurestackpi_delete_recovery_map_entry(const std::string& vm_path) {
   if (vm_details_recovery_map().erase(vm_path) != 0) {
     log.detail("DEBUG deleted vm details recovery map entry");
   }
-  vm_validation_status().erase(vm_path);
+  vm_staging_sta_map().erase(vm_path);
+  ForgetAcceptedTargets(vm_path);
+  if (vm_validation_status().erase(vm_path) != 0) {
+    subid_rg_map().clear();
+  }
+}
+
+void ForgetAcceptedTargets(const std::string& vm_path) {
+  std::erase_if(*accepted, [&](const std::string& path) { return path.starts_with(vm_path + "/"); });
 }
 
 void ClearRestoreState() {
   restored_disks->clear();
   refusals->clear();
+  accepted->clear();
   staging_accounts->clear();
   resource_groups->clear();
   managed_targets->clear();

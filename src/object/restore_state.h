@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,11 @@ RecoveryMap& vm_recovery_map();
 /// Why a machine's target was refused: 6789 for its subscription or a resource group, 6792 for a storage account.
 using ValidationMap = std::map<std::string, Status>;
 ValidationMap& vm_validation_status();
+
+/// Object paths of the disks whose target was accepted, as long as nothing else is told of their machine.
+using AcceptedTargets = std::set<std::string>;
+AcceptedTargets& accepted_targets();
+void ForgetAcceptedTargets(const std::string& vm_path);
 
 /// The account that holds a machine's managed disks while they are written.
 struct StagingAccount {
@@ -46,8 +52,9 @@ void azurestackpi_add_vhd_to_recovery_list(const std::string& object_path, const
 /// The disk's entry in its machine's list, which owns it; null when it has none.
 RestoredDisk* FindRestoredDisk(const std::string& object_path);
 
-/// Forgets a machine: its disks, its configuration, and why its target was refused, so that a second try is checked
-/// anew.
+/// Forgets a machine: its disks, its configuration, its staging account and what was found of its target, so that a
+/// second try is checked anew. After a refusal the resource groups are listed anew too: the operator may have made the
+/// missing one. The unique names of its managed disks stay.
 void azurestackpi_delete_recovery_map_entry(const std::string& vm_path);
 
 /// All of the above.

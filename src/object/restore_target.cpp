@@ -98,7 +98,7 @@ Status ReadTarget(const FunctionLog& log, const Disk& disk, md_metadata& target)
     return kConfigurationInvalid;
   }
   // It becomes part of the addresses of a disk and of a blob.
-  if (!IsPathSegment(target.getUniqDiskName())) {
+  if (!IsPathSegment(target.getUniqDiskName()) || target.getDiskName().empty()) {
     log.error("Invalid path: %s", disk.path.c_str());
     return kConfigurationInvalid;
   }
@@ -246,8 +246,11 @@ Status ValidateRestoreTarget(const std::string& path, const aapi_pgn_server_hand
   const auto entry = vm_details_recovery_map().find(vm_path);
   const vm_details_t* const vm = entry == vm_details_recovery_map().end() ? nullptr : &entry->second;
   const Disk disk{path, std::move(parts), vm_path, vm, server.server_name};
+  accepted_targets().erase(path);
   const Status status = azurestackpi_is_mdpath(path) ? CheckManaged(log, disk) : CheckUnmanaged(log, disk);
-  if (status != kOk) {
+  if (status == kOk) {
+    accepted_targets().insert(path);
+  } else {
     vm_validation_status()[vm_path] = status;
   }
   return status;

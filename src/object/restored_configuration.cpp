@@ -103,6 +103,7 @@ Status azurestackpi_set_vm_details(const std::string& path, bool keep_original, 
     log.error("Invalid path: %s", path.c_str());
     return kInvalidArgument;
   }
+  ForgetAcceptedTargets(vm_path);
   const auto [entry, made] = vm_details_recovery_map().try_emplace(vm_path);
   vm_details_t& vm = entry->second;
   if (made) {

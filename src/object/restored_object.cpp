@@ -37,6 +37,10 @@ Status PlaceUnmanaged(const FunctionLog& log, const std::string& path, std::stri
     return status;
   }
   log.detail("VHD_URI: %s", uri.c_str());
+  if (uri.ends_with('/')) {
+    log.error("Invalid path: %s names no blob", path.c_str());
+    return kInvalidArgument;
+  }
   uri = RestoredBlob(uri);
   azurestackpi_add_vhd_to_recovery_list(path, uri);
   RestoredDisk& disk = *FindRestoredDisk(path);
@@ -51,7 +55,8 @@ Status PlaceUnmanaged(const FunctionLog& log, const std::string& path, std::stri
 
 Status OpenRestoredDisk(const FunctionLog& log, aapi_object_s& object) {
   const std::string& path = object.path;
-  Status status = ValidateRestoreTarget(path, *object.server);
+  Status status =
+      accepted_targets().count(path) != 0 ? static_cast<Status>(kOk) : ValidateRestoreTarget(path, *object.server);
   if (status != kOk) {
     log.error("%s cannot be restored: its target is refused. rc : %d", path.c_str(), static_cast<int>(status));
     return status;
@@ -75,9 +80,9 @@ Status OpenRestoredDisk(const FunctionLog& log, aapi_object_s& object) {
 
 Status CloseRestoredDisk(const FunctionLog& log, aapi_object_s& object) {
   DiskImageWriter& writer = *object.writer;
-  const std::string saved = object.is_managed ? SavedLocation(object.path) : std::string();
   Status status = writer.Close(log);
   if (status == kOk && object.is_managed) {
+    const std::string saved = SavedLocation(object.path);
     status = azurestack_convertblob_to_manageddisk(object.server->server_name, object.path, writer.uri(),
                                                    saved.empty() ? object.server->region_name : saved,
                                                    writer.disk_size(), object.target);

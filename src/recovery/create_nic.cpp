@@ -98,7 +98,7 @@ bool createNic::Put(const std::string& body) {
 }
 
 Status createNic::Refused(const FunctionLog& log, const char* what, const std::string& name) const {
-  ParseFailureResponse(calls_.response());
+  ParseFailureResponse(calls_.failure_response());
   log.error("The %s %s of VM %s could not be made: %s", what, name.c_str(), env_.m_vm_name.c_str(),
             calls_.WhyFailed().c_str());
   return kInternalError;
@@ -118,6 +118,8 @@ Status createNic::MakeInterface() {
     return Refused(log, "network interface", env_.m_nic_name);
   }
   if (ParseNicId(calls_.response()) != kOk) {
+    log.error("The network interface %s was made for VM %s and stays: its id is not known", env_.m_nic_name.c_str(),
+              env_.m_vm_name.c_str());
     return kInternalError;
   }
   log.flow("nic_id %s", m_nic_id.c_str());
@@ -135,7 +137,15 @@ Status createNic::getPublicIP() {
     return status;
   }
   log.flow("reqbody : %s", body.c_str());
-  return Put(body) ? ParseResponse(calls_.response()) : Refused(log, "public IP address", env_.m_public_ip_name);
+  if (!Put(body)) {
+    return Refused(log, "public IP address", env_.m_public_ip_name);
+  }
+  const Status status = ParseResponse(calls_.response());
+  if (status != kOk) {
+    log.error("The public IP address %s was made for VM %s and stays: its id is not known",
+              env_.m_public_ip_name.c_str(), env_.m_vm_name.c_str());
+  }
+  return status;
 }
 
 Status createNic::ParseNicId(const _Response& response) {

@@ -30,6 +30,9 @@ class createNic {
   /// Makes the public address and keeps its id. Returns 0 or, with lines that say why, a failure as addNic.
   Status getPublicIP();
 
+  /// Resource id of the public address; empty when there is none.
+  const std::string& public_ip_id() const { return m_public_ip_id; }
+
   /// Keep the id in an answer. Return 0; 5 for a body that is not JSON, 6622 for one without an id, with a line.
   Status ParseNicId(const _Response& response);
   Status ParseResponse(const _Response& response);

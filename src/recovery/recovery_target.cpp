@@ -88,7 +88,9 @@ Status FindVnet(const FunctionLog& log, azurestack_network& networks, const vm_e
   std::vector<std::string> ids;
   static_cast<void>(networks.listVnets(env.m_subscription_id, env.m_resource_group, ids));
   static_cast<void>(networks.listVnets(env.m_subscription_id, ids));
-  network.m_vnet_name = SplitNetworkName(network.m_vnet_name).network;
+  const NetworkName wanted = SplitNetworkName(network.m_vnet_name);
+  network.m_vnet_name = wanted.network;
+  network.m_subnet = network.m_subnet.empty() ? wanted.subnet : network.m_subnet;
   const std::string named = networks.findVnet(env.m_subscription_id, env.m_resource_group, network.m_vnet_name);
   const Status status = TakeFound(log, kVnet, named, ids, env, network.m_vnet_name, network.m_vnet_id);
   return status == kOk ? FindSubnet(log, networks, network) : status;

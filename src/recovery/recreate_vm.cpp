@@ -59,8 +59,10 @@ Status recreateVm::Create(Kind kind, const std::vector<AttachedDisk>& disks) {
   LogDisks(log, nic_id, disks);
   const auto body_of = kind == Kind::kManaged ? &ManagedVmBody : &UnmanagedVmBody;
   if (const Status status = PutVm(log, kind, body_of(env_, nic_id, disks)); status != kOk) {
-    log.error("The network interface %s was made for VM %s and stays, and so do its restored disks", nic_id.c_str(),
-              env_.m_vm_name.c_str());
+    log.error("The network interface %s was made for VM %s and stays", nic_id.c_str(), env_.m_vm_name.c_str());
+    if (!public_ip_id_.empty()) {
+      log.error("The public IP address %s was made for VM %s and stays", public_ip_id_.c_str(), env_.m_vm_name.c_str());
+    }
     return status;
   }
   return updatePowerState();
@@ -142,8 +144,10 @@ Status recreateVm::CheckVmIsNew(const FunctionLog& log, Kind kind) {
   return kRecoveryFailed;
 }
 
-Status recreateVm::MakeNic(const FunctionLog& log, Kind kind, std::string& nic_id) const {
-  if (createNic(rest_, env_).addNic(nic_id) == kOk) {
+Status recreateVm::MakeNic(const FunctionLog& log, Kind kind, std::string& nic_id) {
+  createNic nic(rest_, env_);
+  if (nic.addNic(nic_id) == kOk) {
+    public_ip_id_ = nic.public_ip_id();
     return kOk;
   }
   if (kind == Kind::kManaged) {

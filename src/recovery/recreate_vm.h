@@ -44,7 +44,7 @@ class recreateVm {
   Status CheckGroups(const FunctionLog& log, Kind kind) const;
   Status CheckGroup(const FunctionLog& log, const GroupCheck& check) const;
   Status CheckVmIsNew(const FunctionLog& log, Kind kind);
-  Status MakeNic(const FunctionLog& log, Kind kind, std::string& nic_id) const;
+  Status MakeNic(const FunctionLog& log, Kind kind, std::string& nic_id);
   Status PutVm(const FunctionLog& log, Kind kind, const std::string& body);
   Status RefuseVm(const FunctionLog& log, Kind kind) const;
   Status SetVmUrl(const FunctionLog& log, const std::string& action);
@@ -53,6 +53,7 @@ class recreateVm {
   azs_rest_server_s rest_;
   vm_env_t env_;
   ResourceCalls calls_;
+  std::string public_ip_id_;  // of the machine's interface; empty: it has none
 };
 
 }  // namespace azurestackpi

@@ -128,6 +128,19 @@ Status RecoverRemembered(const FunctionLog& log, const aapi_pgn_server_handle_s&
   return status == kOk ? Recover(log, server, vm_path, machine) : status;
 }
 
+// The disks are whole and may serve without the machine; an operator who does not want them has to know them.
+void LogWhatStays(const FunctionLog& log, const std::string& vm_path) {
+  const auto disks = vm_recovery_map().find(vm_path);
+  if (disks == vm_recovery_map().end()) {
+    return;
+  }
+  for (const RestoredDisk& disk : disks->second) {
+    if (disk.complete) {
+      log.error("Disk %s was restored as %s and stays", disk.path.c_str(), disk.name.c_str());
+    }
+  }
+}
+
 }  // namespace
 
 Status azurestackpi_recover_vm(const aapi_pgn_server_handle_s& server, const std::string& vm_path) {
@@ -135,6 +148,7 @@ Status azurestackpi_recover_vm(const aapi_pgn_server_handle_s& server, const std
   const Status status = RecoverRemembered(log, server, vm_path);
   if (status != kOk) {
     log.error("Machine %s is not recovered: %d", vm_path.c_str(), static_cast<int>(status));
+    LogWhatStays(log, vm_path);
   }
   return status;
 }

@@ -155,6 +155,11 @@ TEST_F(RestoreTargetTest, AMachineIsRefusedOnceAndAnewAfterItWasForgotten) {
   EXPECT_FALSE(TellsError("Failed to find subscription ID ="));
   EXPECT_EQ(vm_recovery_map().count(vm), 0U);
 
+  // Its group is made after the refusal.
+  azurestackpi_delete_recovery_map_entry(vm);
+  ASSERT_EQ(Ask(vm + "/Metadata/SubId=" + subscription), kNotFoundYet);
+  Answer("/resourcegroups/", 200, {}, R"({"value":[{"name":"other"}]})");
+  EXPECT_EQ(Restore(ManagedPath("os"), ""), kConfigurationInvalid);
   azurestackpi_delete_recovery_map_entry(vm);
   ASSERT_EQ(Ask(vm + "/Metadata/SubId=" + subscription), kNotFoundYet);
   ASSERT_EQ(Ask(ManagedPath("os")), kNotFoundYet);

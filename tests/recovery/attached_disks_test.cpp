@@ -47,10 +47,13 @@ TEST(AttachedDisks, HaveTheOrderAndTheLunsOfTheSavedMachine) {
   }
 }
 
-TEST(AttachedDisks, FewerThanBeforeAreTold) {
+TEST(AttachedDisks, FewerThanBeforeAndAGuessAreTold) {
   test_support::LogTranscript log;
   EXPECT_EQ(Ordered(true, {"web-rg/os"}), Texts{"os:0"});
   EXPECT_TRUE(log.contains(4, "Machine web-01 had 3 disks, of which 1 were restored"));
+  EXPECT_FALSE(log.contains(4, "is taken for it"));
+  EXPECT_EQ(Ordered(true, {"web-rg/d0", "web-rg/x"}), (Texts{"x:0", "d0:0"}));
+  EXPECT_TRUE(log.contains(4, "ManagedDisks:Premium_LRS/web-rg/x is taken for it"));
 }
 
 }  // namespace

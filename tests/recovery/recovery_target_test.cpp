@@ -145,8 +145,14 @@ TEST_F(RecoveryTarget, IsFoundByNameAlsoBesideOthersOfItsGroup) {
   const std::string groups = begin + R"(networkSecurityGroups/a"},)" + begin + R"(networkSecurityGroups/web-nsg"})";
   Answer("/resources", 200, {}, R"({"value":[)" + networks + "," + groups + "]}");
   Answer("/WEB-vnet/subnets", 200, {}, R"({"value":[{"name":"default"},{"name":"Front"}]})");
-  EXPECT_EQ(Target(vm_path, kEmpty, [](vm_details_t& entry) { entry.m_flag = true; }),
-            "here web-rg/web-01 Standard_A1 Deallocated net-rg/WEB-vnet/front net-rg/web-nsg");
+  const std::string target = "here web-rg/web-01 Standard_A1 Deallocated net-rg/WEB-vnet/front net-rg/web-nsg";
+  EXPECT_EQ(Target(vm_path, kEmpty, [](vm_details_t& entry) { entry.m_flag = true; }), target);
+  const Change by_subnet = [](vm_details_t& entry) {
+    entry.m_flag = true;
+    entry.m_network_profile.m_vnet_name = "web-vnet/subnets/front";
+    entry.m_network_profile.m_subnet.clear();
+  };
+  EXPECT_EQ(Target(vm_path, kEmpty, by_subnet), target);
 }
 
 TEST_F(RecoveryTarget, HasBootDiagnosticsWhereTheirAccountIs) {
