@@ -89,6 +89,7 @@ TEST_F(RestoreFaultTest, EachRequestToResourceManagerFailsInTurn) {
 }
 
 TEST_F(RestoreFaultTest, EachRequestToTheBlobServiceFailsInTurn) {
+  RestoreBoth();  // the first one of all makes the container
   const std::size_t before = proxy.requests().size();
   RestoreBoth();
   const std::size_t count = proxy.requests().size() - before;

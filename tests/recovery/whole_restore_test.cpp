@@ -54,7 +54,8 @@ class WholeRestore : public backup_test::RestoreTest {
 
   /// The same with the recovery, whose status it is.
   Status GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
-    return table->set_object_utimes(server, WriteBack(objects, values).c_str());
+    const std::string last = WriteBack(objects, values);  // opens a server of its own
+    return table->set_object_utimes(server, last.c_str());
   }
 
   /// Names of the machines, interfaces and addresses of DB-01's group.
