@@ -17,6 +17,7 @@
 #include "sim/vhd_footer.h"
 #include "tests/host/no_secret.h"
 #include "tests/host/program.h"
+#include "tests/host/test_repository.h"
 #include "tests/sim/azurite_world.h"
 #include "tests/support/read_file.h"
 #include "tests/support/temporary_directory.h"
@@ -78,7 +79,10 @@ sim::World quick_world() {
 
 class BackupSystem : public testing::Test {
  protected:
-  BackupSystem() { sim::write_client_files(folder_.path("client"), cloud_, options_.world); }
+  BackupSystem() {
+    host_test::make_repository(folder_.path("repository"));
+    sim::write_client_files(folder_.path("client"), cloud_, options_.world);
+  }
 
   std::vector<std::string> environment() const {
     return {"AZSBACKUP_REPO=" + folder_.path("repository"), "AZSBACKUP_REPO_PASSWORD_FILE=" + password_,
@@ -135,6 +139,7 @@ class BackupSystem : public testing::Test {
 };
 
 TEST_F(BackupSystem, StoresEveryByteAndLeavesNoSnapshot) {
+  std::filesystem::remove_all(folder_.path("repository"));
   const Outcome outcome = run({"backup", subscription, "--init"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
   const auto stored = manifests();
@@ -162,7 +167,7 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
                     .target = "eginGetAccess",
                     .times = sim::Fault::forever,
                     .action = sim::AnswerWith{refused, {}}});
-  const Outcome outcome = run({"backup", subscription, "--init"});
+  const Outcome outcome = run({"backup", subscription});
   EXPECT_EQ(outcome.exit_code, 3) << outcome.output << outcome.error;
   EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: " + subscription + "/web-rg/web-01/ManagedDisks:"));
   EXPECT_EQ(cloud_.unused_faults(), std::vector<std::string>{});
@@ -174,7 +179,6 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
 
 // What the signal finds open is closed, by the jobs as well.
 TEST_F(BackupSystem, LeavesNothingInTheCloudAfterASignal) {
-  restic_.init();
   for (const std::vector<std::string>& jobs : {std::vector<std::string>{}, {"--jobs", "2"}}) {
     cloud_.clear_requests();
     std::vector<std::string> arguments{"backup", subscription};
@@ -195,7 +199,7 @@ TEST_F(BackupSystem, LeavesNothingInTheCloudAfterASignal) {
 
 TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   const std::string machine = subscription + "/Data_RG.1/DB-01";
-  ASSERT_EQ(run({"backup", machine, "--init"}).exit_code, 0);
+  ASSERT_EQ(run({"backup", machine}).exit_code, 0);
   const std::uintmax_t whole = log_bytes();
   const std::uintmax_t points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
   for (std::uintmax_t point = 0; point < points; ++point) {
@@ -225,7 +229,7 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
 }
 
 TEST_F(BackupSystem, SpreadsMachinesOverJobs) {
-  const Outcome outcome = run({"backup", subscription, "--init", "--jobs", "2"});
+  const Outcome outcome = run({"backup", subscription, "--jobs", "2"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
   EXPECT_THAT(outcome.output, HasSubstr("2 machines protected, 0 not."));
   EXPECT_EQ(manifests().size(), 2U);

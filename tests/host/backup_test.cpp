@@ -7,6 +7,7 @@
 
 #include "host/manifest.h"
 #include "tests/host/program.h"
+#include "tests/host/test_repository.h"
 #include "tests/support/read_file.h"
 #include "tests/support/temporary_directory.h"
 
@@ -24,13 +25,15 @@ const std::string disk = "/acct.blob.r1.stack.example/vhds/os.vhd";
 
 class Backup : public testing::Test {
  protected:
+  Backup() { host_test::make_repository(repository_); }
+
   Outcome run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.end(), {"--log-file", folder_.path("log")});
     return host_test::run_azsbackup(
         arguments, folder_.path("home"),
         {"AZSBACKUP_REPO=" + repository_, "AZSBACKUP_REPO_PASSWORD_FILE=" + password_, "TMPDIR=" + folder_.path("")});
   }
-  Outcome backup(const std::string& kind, std::vector<std::string> more = {"/s", "--init"}) const {
+  Outcome backup(const std::string& kind, std::vector<std::string> more = {"/s"}) const {
     more.insert(more.begin(), {"backup", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
     return run(more);
   }
@@ -53,7 +56,7 @@ class Backup : public testing::Test {
 };
 
 TEST_F(Backup, ProtectsWhatItFinds) {
-  const Outcome outcome = backup("fine", {"/s", "--init", "--json"});
+  const Outcome outcome = backup("fine", {"/s", "--json"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error << log();
   EXPECT_EQ(outcome.error, "");
   EXPECT_THAT(protected_machines(), ElementsAre(first, second));
@@ -95,6 +98,7 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
                                    {"locked", "cannot be opened: the disk's snapshot is not exported", "release "}};
   for (const Case& given : cases) {
     std::filesystem::remove_all(repository_);
+    host_test::make_repository(repository_);
     std::filesystem::remove(folder_.path("log"));
     const Outcome outcome = backup(given.kind);
     EXPECT_EQ(outcome.exit_code, 3) << given.kind << outcome.error;
@@ -132,8 +136,9 @@ TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
                                    {"killed", 3, "the job of w.1 was ended by signal 9"}};
   for (const Case& given : cases) {
     std::filesystem::remove_all(repository_);
+    host_test::make_repository(repository_);
     std::filesystem::remove(folder_.path("log"));
-    const Outcome outcome = backup(given.kind, {"/s", "--init", "--jobs", "2", "--json"});
+    const Outcome outcome = backup(given.kind, {"/s", "--jobs", "2", "--json"});
     EXPECT_EQ(outcome.exit_code, given.exit_code) << given.kind << outcome.output << outcome.error;
     const json report = json::parse(outcome.output);
     ASSERT_EQ(report["machines"].size(), 2U) << outcome.output;
@@ -162,7 +167,6 @@ TEST_F(Backup, GoesOnWithoutASettingOfUnmanagedDisks) {
 }
 
 TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
-  restic_.init();
   const std::string server = "fine.r1.stack.example";
   ASSERT_EQ(run({"discover", "--plugin", FAKE_PLUGIN, "--server", server, "/s", "--keep", folder_.path("w")}).exit_code,
             0);
@@ -175,7 +179,8 @@ TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
 }
 
 TEST_F(Backup, IsListedAndShown) {
-  EXPECT_EQ(run({"list"}).exit_code, 16);
+  EXPECT_EQ(run({"list"}).exit_code, 4);
+  EXPECT_EQ(run({"list", "--repo", folder_.path("absent")}).exit_code, 16);
   ASSERT_EQ(backup("breaks").exit_code, 3);
   const Outcome list = run({"list"});
   EXPECT_EQ(list.exit_code, 0);
@@ -224,24 +229,20 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   EXPECT_THAT(missing.output, HasSubstr("is missing in the repository"));
 
   // Both machines have the same data, so a damaged pack hurts the one that is left.
-  std::filesystem::path largest;
-  for (const auto& file : std::filesystem::recursive_directory_iterator(repository_ + "/data")) {
-    if (file.is_regular_file() && (largest.empty() || file.file_size() > file_size(largest))) largest = file.path();
-  }
-  std::filesystem::permissions(largest, std::filesystem::perms::owner_all);
-  std::filesystem::resize_file(largest, file_size(largest) / 2);
+  host_test::damage_repository(repository_);
   const json damaged = json::parse(run({"verify", "--json"}).output);
   EXPECT_EQ(damaged["exit_code"], 1);
-  EXPECT_FALSE(damaged["structure"].is_null());
   EXPECT_THAT(damaged["backups"].dump(), HasSubstr(second + disk + " cannot be read"));
+
+  std::filesystem::remove_all(repository_ + "/index");
+  EXPECT_FALSE(json::parse(run({"verify", "--json"}).output)["structure"].is_null());
 }
 
 // Nothing is asked of the cloud for a repository that cannot take it.
 TEST_F(Backup, LooksAtTheRepositoryFirst) {
-  const Outcome absent = backup("fine", {"/s"});
+  const Outcome absent = backup("fine", {"/s", "--repo", folder_.path("absent")});
   EXPECT_EQ(absent.exit_code, 16);
   EXPECT_THAT(absent.error, HasSubstr("Is there a repository"));
-  restic_.init();
   const Outcome wrong = backup("fine", {"/s", "--init", "--repo-password-file", folder_.write_file("wrong", "x")});
   EXPECT_EQ(wrong.exit_code, 16);
   EXPECT_THAT(wrong.error, HasSubstr("wrong password"));

@@ -11,6 +11,7 @@
 #include "host/sha256.h"
 #include "host/verification.h"
 #include "tests/host/program.h"
+#include "tests/host/test_repository.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ const std::vector<std::string> last_one{"--keep-last", "1"};
 
 class Prune : public testing::Test {
  protected:
-  Prune() { restic_.init(); }
+  Prune() { host_test::make_repository(folder_.path("repository")); }
 
   host::SavedDisk store_stream(const std::string& path, const std::string& data, const std::string& backup_id) const {
     host::Sha256 digest;

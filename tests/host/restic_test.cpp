@@ -10,6 +10,7 @@
 #include "host/interrupt.h"
 #include "host/manifest.h"
 #include "host/sha256.h"
+#include "tests/host/test_repository.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -22,7 +23,7 @@ using testing::Not;
 
 class Repository : public testing::Test {
  protected:
-  Repository() { restic_.init(); }
+  Repository() { host_test::make_repository(folder_.path("repository")); }
 
   std::string store(const std::string& path, const std::string& data, const std::vector<std::string>& tags) const {
     ResticUpload upload(restic_, path, tags);

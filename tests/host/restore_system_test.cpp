@@ -15,6 +15,7 @@
 #include "sim/vhd_footer.h"
 #include "tests/host/no_secret.h"
 #include "tests/host/program.h"
+#include "tests/host/test_repository.h"
 #include "tests/sim/azurite_world.h"
 #include "tests/sim/curl_client.h"
 #include "tests/support/read_file.h"
@@ -33,13 +34,21 @@ const std::string web = "/" + subscription + "/web-rg/web-01";
 const std::string group_path = "/" + subscription + "/web-rg/";
 const std::string db = "/" + subscription + "/Data_RG.1/DB-01";
 
+// Operations have ended when they are asked for the first time: between two polls the plug-in waits for seconds.
+sim::World quick_world() {
+  sim::World world = sim::demo_world();
+  world.operation_polls = 0;
+  return world;
+}
+
 class RestoreSystem : public testing::Test {
  protected:
   RestoreSystem() {
     sim::write_client_files(folder_.path("client"), cloud_, options_.world);
     config_ = folder_.write_file("config", test_support::read_file(folder_.path("client/azurestack.conf")) +
                                                "STAGING_STORAGE_ACCOUNTS=demodiag1\n");
-    const Outcome backup = run({"backup", "/" + subscription, "--init"});
+    host_test::make_repository(folder_.path("repository"));
+    const Outcome backup = run({"backup", "/" + subscription});
     EXPECT_EQ(backup.exit_code, 0) << backup.output << backup.error;
   }
 
@@ -113,7 +122,7 @@ class RestoreSystem : public testing::Test {
 
   const test_support::TemporaryDirectory folder_;
   const std::string password_ = folder_.write_file("password", "hunter2");
-  const sim::Options options_ = sim_test::over_azurite();
+  const sim::Options options_ = sim_test::over_azurite(quick_world());
   sim::Simulator cloud_{options_};
   std::string config_;
 

@@ -10,6 +10,7 @@
 #include "sim/vhd_footer.h"
 #include "tests/host/program.h"
 #include "tests/host/saved_machines.h"
+#include "tests/host/test_repository.h"
 #include "tests/support/read_file.h"
 #include "tests/support/temporary_directory.h"
 
@@ -33,7 +34,7 @@ const std::string second = "/s/g/second";
 
 class Restore : public testing::Test {
  protected:
-  Restore() { restic_.init(); }
+  Restore() { host_test::make_repository(folder_.path("repository")); }
 
   void save(const std::string& machine, const std::string& disk = managed_disk) const {
     store_manifest(restic_, manifest_of(machine, "17", {store_disk(restic_, machine + disk, stream_, "17")}));
@@ -200,12 +201,7 @@ TEST_F(Restore, TakesBackOnlyWhatFails) {
 
 TEST_F(Restore, TakesBackADiskWhoseStreamCannotBeRead) {
   save(first);
-  std::filesystem::path largest;
-  for (const auto& file : std::filesystem::recursive_directory_iterator(folder_.path("repository/data"))) {
-    if (file.is_regular_file() && (largest.empty() || file.file_size() > file_size(largest))) largest = file.path();
-  }
-  std::filesystem::permissions(largest, std::filesystem::perms::owner_all);
-  std::filesystem::resize_file(largest, file_size(largest) / 2);
+  host_test::damage_repository(folder_.path("repository"));
   const Outcome outcome = restore("fine", {"17"});
   EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
   EXPECT_THAT(outcome.output, HasSubstr("NOT RESTORED: restic failed"));
