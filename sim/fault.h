@@ -30,6 +30,11 @@ struct ResetInBody {
   std::uint64_t bytes = 0;
 };
 
+/// The real answer's status and headers with another body, where an answer of that status may have one.
+struct ReplaceBody {
+  std::string body = {};
+};
+
 /// A reset in place of any answer; the request is not carried out. libcurl repeats a request by itself when a
 /// connection that it had kept ends like this, so on such a connection it takes `times = 2` for the client to see the
 /// failure.
@@ -47,7 +52,7 @@ struct Delay {
 struct RefuseToken {};
 
 using FaultAction =
-    std::variant<AnswerWith, TruncateBody, ResetInBody, ResetBeforeAnswer, LoseAnswer, Delay, RefuseToken>;
+    std::variant<AnswerWith, TruncateBody, ResetInBody, ReplaceBody, ResetBeforeAnswer, LoseAnswer, Delay, RefuseToken>;
 
 struct Fault {
   static constexpr std::uint64_t forever = std::numeric_limits<std::uint64_t>::max();
@@ -70,6 +75,8 @@ class FaultList {
 
   /// One line for each fault that no request got.
   std::vector<std::string> unused() const;
+
+  void clear() { entries_.clear(); }
 
  private:
   struct Entry {

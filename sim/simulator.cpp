@@ -134,6 +134,11 @@ class Simulator::Implementation {
                           [&](const ResetInBody& action) {
                             return Reply{response(service, request), {.then = Then::reset, .body_bytes = action.bytes}};
                           },
+                          [&](const ReplaceBody& action) {
+                            Reply reply{response(service, request), {}};
+                            if (reply.response.status != 204) reply.response.body = action.body;
+                            return reply;
+                          },
                           [](const ResetBeforeAnswer&) {
                             return Reply{{}, {.then = Then::reset, .nothing = true}};
                           },
@@ -220,6 +225,10 @@ void Simulator::clear_requests() {
 
 void Simulator::add_fault(Fault fault) {
   implementation_->with_state([&](auto& state) { state.faults.add(std::move(fault)); });
+}
+
+void Simulator::clear_faults() {
+  implementation_->with_state([](auto& state) { state.faults.clear(); });
 }
 
 std::vector<std::string> Simulator::unused_faults() const {

@@ -72,6 +72,9 @@ class Simulator {
   /// Throws std::invalid_argument when the fault's pattern is no regular expression or a count is 0.
   void add_fault(Fault fault);
 
+  /// Ends all faults, used or not.
+  void clear_faults();
+
   /// One line for each fault that no request got: a test that ends with one has not tested what it meant to.
   std::vector<std::string> unused_faults() const;
 

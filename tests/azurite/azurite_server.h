@@ -14,7 +14,7 @@ namespace azurite {
 std::uint16_t port();
 
 /// The keys of every account by its name, in base64: the accounts of the simulator's demonstration world, "acctone"
-/// with one key and "accttwo" with two.
+/// with one key, "accttwo" with two, and one for each flow of the fault matrix ("faultsbackup").
 std::map<std::string, std::vector<std::string>> accounts();
 
 /// The first key of an account; throws std::out_of_range when there is no such account.

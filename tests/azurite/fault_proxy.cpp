@@ -51,6 +51,11 @@ void FaultProxy::add(ProxyFault fault) {
   faults_.add(std::move(fault));
 }
 
+void FaultProxy::clear_faults() {
+  const std::lock_guard lock(mutex_);
+  faults_.clear();
+}
+
 std::vector<std::string> FaultProxy::unused_faults() const {
   const std::lock_guard lock(mutex_);
   return faults_.unused();

@@ -44,6 +44,9 @@ class FaultProxy {
 
   void add(ProxyFault fault);
 
+  /// Ends all faults, used or not.
+  void clear_faults();
+
   /// One line for each fault that no request got.
   std::vector<std::string> unused_faults() const;
 

@@ -26,10 +26,7 @@ struct CorruptByte {
   std::uint64_t offset = 0;
 };
 
-/// The real answer's status and headers with another body.
-struct ReplaceBody {
-  std::string body = {};
-};
+using sim::ReplaceBody;
 
 /// Those of the simulator mean what they mean there; in its Delay the request is carried out first.
 using ProxyAction = std::variant<sim::AnswerWith, sim::TruncateBody, sim::ResetInBody, sim::ResetBeforeAnswer,
@@ -58,6 +55,8 @@ class ProxyFaultList {
 
   /// One line for each fault that no request got.
   std::vector<std::string> unused() const;
+
+  void clear() { entries_.clear(); }
 
  private:
   struct Entry {

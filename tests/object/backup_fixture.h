@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/blob_accounts.h"
 #include "sim/blob_client.h"
 #include "src/base/status.h"
 #include "storage/wire.h"
@@ -81,18 +82,20 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   /// A blob of that name in a container of its own, beside DB-01's disk. Only the container is made.
   sim::Blob NewContainer(const std::string& blob_name);
 
+  /// The blob of DB-01's disk.
+  sim::Blob Vhd() const;
+
   using ProxyBase::proxy;
   const sim::World small_world;
   const std::string subscription;
   const std::string web = "/web-01/";
   const std::string db = "/DB-01/";
-  sim::BlobClient blob_client{{"http", azurite::port()}, small_world.storage_accounts};
+  sim::BlobClient blob_client{{"http", azurite::port()}, sim::blob_accounts(small_world)};
   Texts records;
   aapi_object_info_v1_t info{};
   std::string image;
 
  private:
-  sim::Blob Vhd() const;
   azurestoragewrapper::BlobClient VhdClient(const std::string& name) const;
 
   int discoveries_ = 0;

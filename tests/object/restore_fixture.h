@@ -19,6 +19,8 @@ std::string Data(std::size_t size, unsigned seed = 1);
 
 class RestoreTest : public BackupTest {
  protected:
+  using BackupTest::BackupTest;
+
   /// Opens the server anew for a restore.
   void StartRestore(const Settings& settings = {});
 
@@ -42,7 +44,7 @@ class RestoreTest : public BackupTest {
   /// Whether an error line holds the text.
   bool TellsError(const std::string& text) const { return log.contains(4, text); }
 
-  const std::string account = "demodisks1";
+  const std::string account = Vhd().account;
   const std::string own_name = azurite::new_container_name();  // of disks that no other test has
 };
 
