@@ -22,6 +22,7 @@ constexpr std::size_t longest_detail = 400;
 constexpr std::string_view managed_id_mark = "managed disk Id: ";
 constexpr std::string_view blob_mark = "Restore Path: ";
 constexpr std::string_view account_mark = "Found valid Storage Account ";
+constexpr std::string_view answer_mark = "SendHttpRequest: ";
 constexpr const char* log_advice = "Look at the log file; run again with -v or -vv for more of it.";
 
 std::string text_behind(const std::vector<LogLine>& lines, std::string_view mark) {
@@ -81,12 +82,14 @@ class MachineRestore {
     for (const PlannedDisk& disk : plan_.disks) ask_for(disk);
   }
 
-  // The lines of the step that failed, or of the machine's making.
+  // The lines of the step that failed, or of the machine's making. Where that went well, the answers that Resource
+  // Manager gave are none: that there is no such machine yet is what it is asked for.
   std::vector<std::string> take_details() {
     collect();
     std::vector<std::string> details;
     for (const LogLine& line : lines_) {
-      if (line.level >= AAPI_LOG_ERROR) details.push_back(printable(line.text, longest_detail));
+      const bool expected = result_.done && line.text.starts_with(answer_mark);
+      if (line.level >= AAPI_LOG_ERROR && !expected) details.push_back(printable(line.text, longest_detail));
     }
     const std::size_t surplus = details.size() - std::min(details.size(), most_details);
     details.erase(details.begin(), details.begin() + static_cast<std::ptrdiff_t>(surplus));

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "host/printable.h"
+#include "host/saved_machine.h"
 #include "host/sha256.h"
 
 namespace host {
@@ -38,12 +39,23 @@ std::string check_disk(const Restic& restic, const Streams& streams, const Saved
   return disk.path + " is not what was stored: its SHA-256 differs";
 }
 
+// What a restore would refuse.
+std::string check_record(const Manifest& manifest, const std::string& machine) {
+  try {
+    check_manifest(manifest, machine);
+    return "";
+  } catch (const ManifestError& error) {
+    return error.what();
+  }
+}
+
 VerifiedBackup check_backup(const Restic& restic, const Streams& streams, const ManifestEntry& entry,
                             Progress& progress) {
   VerifiedBackup backup{entry, {}};
   try {
     const Manifest manifest = load_manifest(restic, entry);
-    if (manifest.machine != entry.machine) backup.damages.emplace_back("its manifest is of another machine");
+    std::string refusal = check_record(manifest, entry.machine);
+    if (!refusal.empty()) backup.damages.push_back(std::move(refusal));
     for (const SavedDisk& disk : manifest.disks) {
       progress.begin(printable(std::string_view(disk.path).substr(disk.path.rfind('/') + 1)));
       std::string damage = check_disk(restic, streams, disk, progress);

@@ -74,7 +74,7 @@ TEST_F(Backup, ProtectsWhatItFinds) {
   EXPECT_EQ(manifest.disks[0].skipped, 3U << 20U);
   EXPECT_EQ(manifest.disks[0].stream_bytes, 512U + (5U << 20U));
   EXPECT_EQ(manifest.objects.back().path, first + "/Metadata/VmName=first");
-  EXPECT_EQ(manifest.objects.back().data, "METADATA_FILE");
+  EXPECT_THAT(*manifest.objects.back().data, HasSubstr("/virtualMachines/first"));
   EXPECT_EQ(manifest.objects[2].path, first + "/Metadata/Size=A1");
   EXPECT_EQ(manifest.objects[2].data, std::nullopt);
   EXPECT_THAT(log(), HasSubstr("close " + second + disk + "\n"));
@@ -222,6 +222,12 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   EXPECT_EQ(run({"verify", second}).exit_code, 0);
 
   manifest.disks[0] = good;
+  const auto whole = manifest.objects;
+  manifest.objects.pop_back();  // the last one is the machine's configuration
+  const std::string hollow = store();
+  EXPECT_THAT(run({"verify", first}).output, HasSubstr("VmName is missing"));
+  restic_.forget({hollow});
+  manifest.objects = whole;
   store();
   restic_.forget({wrong, good.snapshot});
   const Outcome missing = run({"verify"});

@@ -103,6 +103,18 @@ static uint32_t get_snappath_from_realpath(aapi_server_t* server, const char* sn
   return 0;
 }
 
+/* What the metadata object holds: the last of a machine its configuration. Returns its length. */
+static uint64_t write_text(const char* path, char* out, size_t size) {
+  const char* name = strstr(path, "/VmName=");
+  const int length =
+      name == NULL ? snprintf(out, size, "METADATA_FILE")
+                   : snprintf(out, size,
+                              "{\"resources\":[{\"id\":\"/subscriptions/s/resourceGroups/g/providers/Microsoft.Compute/"
+                              "virtualMachines/%s\",\"configuration\":{}}]}",
+                              name + strlen("/VmName="));
+  return (uint64_t)length;
+}
+
 static uint32_t query_machine_object(aapi_server_t* server, const char* path, aapi_object_info_v1_t* out) {
   const int first = strstr(path, "/first/") != NULL;
   memset(out, 0, sizeof *out);
@@ -113,7 +125,8 @@ static uint32_t query_machine_object(aapi_server_t* server, const char* path, aa
     out->size = first && is_kind(server, "empty") ? 0 : DISK_SIZE;
   } else if (strstr(path, "/VmName=") != NULL || strstr(path, "/UseManagedDisk=") != NULL) {
     out->object_type = AAPI_OBJECT_FILE;
-    out->size = 13;
+    char text[512];
+    out->size = write_text(path, text, sizeof text);
     if (first && is_kind(server, "unset") && strstr(path, "=No") != NULL) return 6661;
   }
   return 0;
@@ -240,9 +253,10 @@ static uint32_t meet_fault(const aapi_object_t* object) {
 }
 
 static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length, uint64_t offset, uint64_t* count) {
-  static const char text[] = "METADATA_FILE";
+  char text[512];
   char* out = buffer;
-  uint64_t end = object->is_disk ? STREAM_SIZE : sizeof text - 1;
+  uint64_t end = write_text(object->path, text, sizeof text);
+  if (object->is_disk) end = STREAM_SIZE;
   *count = 0;
   if (offset != object->position) return AAPI_E_INVALID_ARGUMENT;
   const uint32_t status = meet_fault(object);
@@ -250,8 +264,7 @@ static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length
   if (object->has_fault && is_kind(object->server, "early")) end = STREAM_SIZE - 1;
   if (length > 1000003) length = 1000003; /* fewer bytes than asked for are no end */
   while (*count < length && object->position < end) {
-    out[*count] = text[object->position % sizeof text];
-    if (object->is_disk) out[*count] = stream_byte(object->position);
+    out[*count] = object->is_disk ? stream_byte(object->position) : text[object->position];
     ++*count;
     ++object->position;
   }

@@ -157,6 +157,7 @@ TEST_F(RestoreSystem, BringsDeletedMachinesBackByteForByte) {
     for (const char* fact : {"path", "target", "size", "power_state", "virtual_network", "subnet"}) {
       EXPECT_EQ(planned["machines"][at][fact], done["machines"][at][fact]) << fact;
     }
+    EXPECT_EQ(done["machines"][at]["details"], json::array()) << "nothing went wrong";
   }
   const std::string planned_name = planned["machines"][1]["disks"][0]["name"];
   const std::string name = done["machines"][1]["disks"][0]["name"];
