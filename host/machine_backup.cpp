@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <set>
 #include <utility>
 
 #include "host/byte_text.h"
@@ -19,6 +20,7 @@ namespace host {
 namespace {
 
 constexpr std::string_view metadata_mark = "/Metadata";
+constexpr std::string_view kind_mark = "/Metadata/UseManagedDisk=";
 constexpr std::string_view unmanaged_mark = "/Metadata/UseManagedDisk=No";
 constexpr std::uint32_t status_no_setting = 6661;
 constexpr std::size_t read_size = 4U << 20U;
@@ -38,6 +40,18 @@ class MachineBackup {
 
   void run() {
     if (!work_.machine.problem.empty()) throw MachineError(work_.machine.problem);
+    try {
+      back_up_objects();
+    } catch (const std::exception&) {
+      release_the_rest();
+      throw;
+    }
+    complete_ids();
+    store_manifest();
+  }
+
+ private:
+  void back_up_objects() {
     for (const std::string& path : work_.paths) {
       check_interrupt();
       tools_.session.take_lines();
@@ -47,17 +61,24 @@ class MachineBackup {
       throw MachineError("only " + std::to_string(result_.disks.size()) + " of its " +
                          std::to_string(work_.machine.disks.size()) + " disks can be read");
     }
-    complete_ids();
-    store_manifest();
   }
 
- private:
+  // The plug-in may have taken all snapshots of the machine when it was asked for the kind of its disks, and deletes
+  // each when its disk is closed: those that nobody opens any more would stay.
+  void release_the_rest() const {
+    if (!has_snapshots_) return;
+    for (const Disk& disk : work_.machine.disks) {
+      if (begun_.count(disk.path) == 0) release_disk(tools_.server, work_.snapshot_name, disk.path);
+    }
+  }
+
   bool is_metadata(const std::string& path) const {
     return std::string_view(path).substr(work_.machine.path.size(), metadata_mark.size()) == metadata_mark;
   }
 
   void back_up(const std::string& path) {
     const bool metadata = is_metadata(path);
+    has_snapshots_ |= path.find(kind_mark) != std::string::npos;
     const auto facts = query(path);
     if (metadata) {
       objects_.push_back({path, facts.is_file ? std::optional(read_metadata(path)) : std::nullopt});
@@ -91,6 +112,7 @@ class MachineBackup {
   }
 
   void back_up_disk(const std::string& path, std::uint64_t size) {
+    begun_.insert(path);
     if (size == 0) {
       release_disk(tools_.server, work_.snapshot_name, path);
       throw MachineError(path + " is reported with a size of 0 bytes");
@@ -166,6 +188,8 @@ class MachineBackup {
   const MachineWork& work_;
   MachineResult& result_;
   std::vector<SavedObject> objects_;
+  std::set<std::string> begun_;  // the paths of disks
+  bool has_snapshots_ = false;
 };
 
 std::string server_answer(Session& session) {

@@ -175,6 +175,13 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
   ASSERT_EQ(stored.size(), 1U);
   EXPECT_EQ(stored[0].machine, subscription + "/Data_RG.1/DB-01");
   EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
+
+  // Taken machine by machine, the snapshots go with the machine that fails: also that of the disk that was not begun.
+  const std::string settings = "VM_SNAPSHOT_IN_DISCOVERY=false\n";
+  const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
+  const std::string by_machine = folder_.write_file("by_machine.conf", settings + config);
+  EXPECT_EQ(run({"backup", subscription, "--config", by_machine}).exit_code, 3);
+  EXPECT_EQ(standing_snapshots(), json::array());
 }
 
 // What the signal finds open is closed, by the jobs as well.
