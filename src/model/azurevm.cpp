@@ -155,6 +155,10 @@ Status azurevm::GetNetworkInterfaceDetails(const std::string& nic_id, vm_details
   const Status status = GetResource(log, nic_id, env_.m_network_api_version, "NIC", root);
   if (status == kOk) {
     ReadNetworkInterface(root.get(), vm.m_network_profile);
+    if (vm.m_network_profile.m_vnet_id.empty()) {
+      log.error("The network interface %s names no virtual network; the VM %s is described without one", nic_id.c_str(),
+                vm.m_name.c_str());
+    }
   }
   return status;
 }

@@ -177,7 +177,30 @@ class RestoreMatrix : public FaultSweep {
 
   void CheckOriginals() override { EXPECT_TRUE(OriginalDisks() == originals_) << "an original disk was changed"; }
 
+  /// A subnet of the simulator has 252 addresses.
+  void MakeRoom() override {
+    Start({});
+    for (const auto& [machine, objects] : objects_) {
+      const sim::Machine made = MachineOf(machine, NewName(machine));
+      if (!made.vm_id.empty()) Delete(machine, "Compute/virtualMachines/" + NewName(machine), "2017-12-01");
+      const sim::World now = simulator.world();
+      for (const auto& [name, nic] : now.subscriptions[0].resource_groups.at(GroupOf(machine)).nics) {
+        if (name.starts_with(NewName(machine))) Delete(machine, "Network/networkInterfaces/" + name, "2017-10-01");
+      }
+    }
+  }
+
  private:
+  void Delete(const std::string& machine, const std::string& resource, const std::string& version) {
+    azurestackpi::HttpRequest request =
+        Request("/subscriptions/" + subscription + "/resourceGroups/" + GroupOf(machine) + "/providers/Microsoft." +
+                resource + "?api-version=" + version);
+    request.method = azurestackpi::kDelete;
+    request.block_type = azurestackpi::kLongRequest;
+    EXPECT_EQ(Send(request), kOk);
+    EXPECT_LT(http_status, 300) << resource;
+  }
+
   struct Object {
     std::string path;
     std::string bytes;

@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <regex>
+
+#include "tests/fault_matrix/stall_time.h"
 
 namespace fault_matrix {
 namespace {
@@ -177,6 +178,8 @@ void FaultSweep::RunFlow(const Case* tried) {
   ClearLog();
   statuses_.clear();
   clock.advance(1);  // names carry the second
+  std::optional<ShortStallTime> short_stall_time;
+  if (tried != nullptr && tried->fault->blobs_only) short_stall_time.emplace();
   StartFlow();
   simulator.clear_requests();
   if (tried != nullptr) AddFault(*tried);
@@ -219,6 +222,7 @@ Outcome FaultSweep::Judge(const Case* tried) {
   outcome.whole = whole.size() == 2 && !failed ? 1 : 0;
   outcome.failures = {statuses_.begin(), statuses_.end()};
   outcome.failures.erase(kOk);
+  MakeRoom();
   return outcome;
 }
 

@@ -40,6 +40,8 @@ class FaultSweep : public backup_test::RestoreTest {
   virtual Texts LeftOver() = 0;
   /// What was there before is as it was.
   virtual void CheckOriginals() {}
+  /// After all that: makes room for the next case.
+  virtual void MakeRoom() {}
 
   /// False, and remembered, when the status tells a failure.
   bool Note(azurestackpi::Status status);

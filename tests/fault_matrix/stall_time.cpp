@@ -1,8 +1,23 @@
-// The blob client gives up a transfer that is too slow for a minute, which curl measures by a clock of its own that no
-// test can move. In this program, which is linked with "--wrap=curl_easy_setopt", it does so after a second.
+// curl measures a transfer's speed by a clock of its own that no test can move. This program is linked with
+// "--wrap=curl_easy_setopt", so that the option for it passes here.
+#include "tests/fault_matrix/stall_time.h"
+
 #include <curl/curl.h>
 
 #include <cstdarg>
+
+namespace {
+
+bool is_short = false;
+
+}  // namespace
+
+namespace fault_matrix {
+
+ShortStallTime::ShortStallTime() { is_short = true; }
+ShortStallTime::~ShortStallTime() { is_short = false; }
+
+}  // namespace fault_matrix
 
 extern "C" {
 
@@ -12,7 +27,7 @@ CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
 CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
   std::va_list values;
   va_start(values, option);
-  const long value = option == CURLOPT_LOW_SPEED_TIME ? 1 : va_arg(values, long);
+  const long value = is_short && option == CURLOPT_LOW_SPEED_TIME ? 1 : va_arg(values, long);
   va_end(values);
   return __real_curl_easy_setopt(handle, option, value);
 }

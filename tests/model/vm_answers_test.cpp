@@ -223,6 +223,11 @@ TEST_F(VmAnswersTest, NetworkInterfaces) {
   }
   EXPECT_EQ(Targets("nic-definition"),
             std::vector<std::string>{"/s/networkInterfaces/nic-definition.json?api-version=2017-10-01"});
+  EXPECT_FALSE(log.contains(4, "names no virtual network"));
+  ServeOnce("/networkInterfaces/strange", R"({"properties":{"ipConfigurations":[{"properties":{"subnet":7}}]}})");
+  vm_details_t vm;
+  EXPECT_EQ(vms.GetNetworkInterfaceDetails("/s/networkInterfaces/strange", vm), kOk);
+  EXPECT_TRUE(log.contains(4, "/s/networkInterfaces/strange names no virtual network"));
 }
 
 TEST_F(VmAnswersTest, MachineSizes) {
