@@ -249,8 +249,6 @@ class Backup {
 
 }  // namespace
 
-std::uint32_t stop_when_interrupted(const char* /*caller*/) { return stop_request() ? 1 : 0; }
-
 BackupOutcome run_backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console,
                          const Restic& restic) {
   return Backup(options, login, log, console, restic).run();

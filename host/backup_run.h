@@ -25,9 +25,6 @@ struct BackupOptions {
   bool has_lines() const { return !common.json && !events; }
 };
 
-/// The plug-in waits minutes for snapshots; this keep-alive is how a signal reaches it there.
-std::uint32_t stop_when_interrupted(const char* caller);
-
 /// A failure of any kind is in the outcome, except that output which cannot be written throws std::system_error and
 /// files that cannot be used UsageError. An InterruptGuard lives around it.
 BackupOutcome run_backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console,

@@ -50,4 +50,6 @@ bool stop_request() noexcept {
   return true;
 }
 
+std::uint32_t stop_when_interrupted(const char* /*caller*/) noexcept { return stop_request() ? 1 : 0; }
+
 }  // namespace host

@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <array>
+#include <cstdint>
 #include <stdexcept>
 
 namespace host {
@@ -35,5 +36,9 @@ void check_interrupt();
 /// True once for each signal, for the plug-in, whose request in hand is to stop but not those that tidy up after it.
 /// check_interrupt still throws for this signal.
 bool stop_request() noexcept;
+
+/// The same as a session's keep-alive: the plug-in waits minutes for the cloud, and this is how a signal reaches it
+/// there.
+std::uint32_t stop_when_interrupted(const char* caller) noexcept;
 
 }  // namespace host

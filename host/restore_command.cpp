@@ -30,9 +30,6 @@ struct RestoreOptions {
   bool dry_run = false;
 };
 
-// How a signal reaches the plug-in while it waits.
-std::uint32_t stop_when_interrupted(const char* /*caller*/) { return stop_request() ? 1 : 0; }
-
 bool is_evidence_of_restore(std::string_view line) { return is_evidence(line) || is_restore_evidence(line); }
 
 Finding interruption() {

@@ -1,8 +1,10 @@
 #include "host/vhd_file.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <numeric>
@@ -81,10 +83,12 @@ std::string VhdFile::footer_problem() const {
   return "";
 }
 
-// A second name never replaces what has it already, and the first one goes with the object.
+// Neither call replaces what has the name already. File systems of removable drives and shares may know one of them
+// only; where the second name was made, the first one goes with the object.
 void VhdFile::finish() {
   if (::fsync(file_.get()) != 0) fail("cannot write " + path_);
-  if (::link(temporary_path_.c_str(), path_.c_str()) == 0) return;
+  if (::renameat2(AT_FDCWD, temporary_path_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return;
+  if (errno != EEXIST && ::link(temporary_path_.c_str(), path_.c_str()) == 0) return;
   if (errno == EEXIST) throw UsageError(path_ + " is there already; it is not overwritten");
   fail("cannot name the file " + path_);
 }

@@ -113,7 +113,7 @@ Status ImportDisk(const FunctionLog& log, const aapi_pgn_server_handle_s& server
   log.flow("sent http request");
   const long answer = calls.HttpStatus();
   if (sent != kOk || (answer != 200 && answer != 201 && answer != 202)) {
-    log.error("The managed disk %s could not be made: %s", disk_id.c_str(), calls.WhyFailed().c_str());
+    log.error("The managed disk %s could not be made: %s", disk_id.c_str(), calls.WhyNotMade().c_str());
     return kInternalError;
   }
   platform::clock().sleep(1);  // the service may go on reading the VHD for a moment

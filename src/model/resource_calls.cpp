@@ -95,6 +95,10 @@ std::string ResourceCalls::WhyFailed() const {
   return why;
 }
 
+std::string ResourceCalls::WhyNotMade() const {
+  return sent_ == kOk ? WhyFailed() : WhyFailed() + "; without an answer it is not known whether it is there now";
+}
+
 ServiceError ReadServiceError(const std::string& body) {
   json_error_t ignored{};
   const JsonPtr root = ParseJson(body, ignored);

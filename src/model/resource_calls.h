@@ -36,6 +36,9 @@ class ResourceCalls {
   /// says of it.
   std::string WhyFailed() const;
 
+  /// The same of a request that was to make something, which without an answer may be there all the same.
+  std::string WhyNotMade() const;
+
   const std::string& url() const { return m_url; }
   const _Response& response() const { return response_; }
 

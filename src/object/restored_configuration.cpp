@@ -71,8 +71,8 @@ void TakeStagingAccount(const FunctionLog& log, const std::string& value, const 
 
 // Objects "Key1", "Key2" and so on say nothing of the machine; any other that has no known key was renamed to what
 // cannot be taken.
-void TakeObject(const FunctionLog& log, const std::string& path, const std::string& vm_path, const MetadataPiece& data,
-                vm_details_t& vm) {
+Status TakeObject(const FunctionLog& log, const std::string& path, const std::string& vm_path,
+                  const MetadataPiece& data, vm_details_t& vm) {
   const std::size_t value_at = path.rfind('=') + 1;  // 0 when there is none
   const std::string before = path.substr(0, value_at);
   const std::string value = path.substr(value_at);
@@ -88,7 +88,9 @@ void TakeObject(const FunctionLog& log, const std::string& path, const std::stri
     TakeStagingAccount(log, value, vm_path);
   } else if (before.find("/Metadata/Key") == std::string::npos) {
     log.error("%s is not taken: its value holds a \"=\"", path.c_str());
+    return kInvalidArgument;
   }
+  return kOk;
 }
 
 }  // namespace
@@ -112,10 +114,9 @@ Status azurestackpi_set_vm_details(const std::string& path, bool keep_original, 
   if (keep_original) {
     log.flow("Using original configuration.");
     vm.m_flag = true;
-  } else {
-    TakeObject(log, path, vm_path, data, vm);
+    return kOk;
   }
-  return kOk;
+  return TakeObject(log, path, vm_path, data, vm);
 }
 
 std::string SavedLocation(const std::string& path) {

@@ -18,7 +18,8 @@ struct MetadataPiece {
 /// Takes one object of a machine into the machine's entry of vm_details_recovery_map, which is made when there is none:
 /// the value from the path, ".../Metadata/KEY=VALUE", and with it the object's data. The staging account goes into
 /// vm_staging_sta_map, still to be found. keep_original: the path is the machine's own, which is to come back as it was
-/// backed up. Returns 0, also for an object that no machine is configured by; 6601 for a path without a machine.
+/// backed up. Returns 0, also for an object that no machine is configured by; 6601 for a path without a machine, and
+/// for one whose value holds a "=", with a line.
 Status azurestackpi_set_vm_details(const std::string& path, bool keep_original, const MetadataPiece& data);
 
 /// Where the machine of that object was, by its saved description ("westeurope"); empty when that is not known.

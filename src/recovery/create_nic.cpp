@@ -100,7 +100,7 @@ bool createNic::Put(const std::string& body) {
 Status createNic::Refused(const FunctionLog& log, const char* what, const std::string& name) const {
   ParseFailureResponse(calls_.failure_response());
   log.error("The %s %s of VM %s could not be made: %s", what, name.c_str(), env_.m_vm_name.c_str(),
-            calls_.WhyFailed().c_str());
+            calls_.WhyNotMade().c_str());
   return kInternalError;
 }
 

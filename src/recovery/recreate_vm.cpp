@@ -167,7 +167,7 @@ Status recreateVm::PutVm(const FunctionLog& log, Kind kind, const std::string& b
   if (sent == kOk && (calls_.HttpStatus() == 200 || calls_.HttpStatus() == 201)) {
     return kOk;
   }
-  log.error("VM %s could not be made: %s", env_.m_vm_name.c_str(), calls_.WhyFailed().c_str());
+  log.error("VM %s could not be made: %s", env_.m_vm_name.c_str(), calls_.WhyNotMade().c_str());
   return RefuseVm(log, kind);
 }
 

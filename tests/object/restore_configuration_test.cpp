@@ -55,7 +55,7 @@ TEST_F(RestoreTest, MetadataObjectsMakeTheMachinesConfiguration) {
   give("BootDiagnostics=oFF", "", 100);
   EXPECT_FALSE(made.m_boot_diagnostics_enabled);
   EXPECT_EQ(made.m_boot_diagnostics_storage_uri, "");
-  give("VmName=a=b", "", 100);
+  EXPECT_EQ(Ask(vm + "/Metadata/VmName=a=b"), kInvalidArgument);
   EXPECT_EQ(made.m_name, "web-02");
   EXPECT_TRUE(TellsError("its value holds a \"=\""));
   EXPECT_EQ(Ask(vm), kOk);
