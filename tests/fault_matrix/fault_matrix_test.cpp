@@ -179,6 +179,7 @@ class RestoreMatrix : public FaultSweep {
 
   /// A subnet of the simulator has 252 addresses.
   void MakeRoom() override {
+    simulator.advance_time(31);  // what nobody waited for has been made
     Start({});
     for (const auto& [machine, objects] : objects_) {
       const sim::Machine made = MachineOf(machine, NewName(machine));

@@ -21,10 +21,10 @@ ShortStallTime::~ShortStallTime() { is_short = false; }
 
 extern "C" {
 
-CURLcode __real_curl_easy_setopt(CURL* handle, CURLoption option, ...);
+CURLcode __real_curl_easy_setopt(CURL* handle, int option, ...);
 
 // Every option's value is a pointer or an integer of its size.
-CURLcode __wrap_curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+CURLcode __wrap_curl_easy_setopt(CURL* handle, int option, ...) {
   std::va_list values;
   va_start(values, option);
   const long value = is_short && option == CURLOPT_LOW_SPEED_TIME ? 1 : va_arg(values, long);

@@ -45,6 +45,7 @@ TEST_F(FaultTest, EveryActionIsSeenByTheClient) {
       {"truncated", sim::TruncateBody{10}, CURLE_PARTIAL_FILE, whole.substr(0, 10), 200},
       {"truncated to nothing", sim::TruncateBody{0}, CURLE_PARTIAL_FILE, "", 200},
       {"reset in the body", sim::ResetInBody{10}, CURLE_RECV_ERROR, whole.substr(0, 10), 200},
+      {"another body", sim::ReplaceBody{"[]"}, CURLE_OK, "[]", 200},
       {"reset before the answer", sim::ResetBeforeAnswer{}, CURLE_RECV_ERROR, "", 0},
       {"filler, cut short", sim::AnswerWith{large, {.then = sim::Delivery::Then::close, .body_bytes = 70'000}},
        CURLE_PARTIAL_FILE, std::string(70'000, 'x'), 200},
@@ -78,6 +79,9 @@ TEST_F(FaultTest, UnusedAndImpossibleFaultsAreTold) {
   list();
   EXPECT_THAT(simulator.unused_faults(), ElementsAre("DELETE /disks/ from match 1 on, 0 matched",
                                                      "any method /subscriptions from match 3 on, 1 matched"));
+  simulator.clear_faults();
+  EXPECT_THAT(simulator.unused_faults(), IsEmpty());
+  EXPECT_EQ(list().status, 200);  // the third
   EXPECT_THROW(simulator.add_fault({.target = "("}), std::invalid_argument);
   EXPECT_THROW(simulator.add_fault({.target = "x", .times = 0}), std::invalid_argument);
 }
