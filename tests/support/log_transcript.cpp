@@ -34,6 +34,7 @@ aapi_session_def_v1_t& LogTranscript::session() { return current_session; }
 
 void LogTranscript::Take(const char* tag, const char* message, std::uint32_t level) {
   if (current != nullptr) {
+    const std::lock_guard<std::mutex> one_at_a_time(current->taking_);
     current->lines_.push_back({tag, message, level});
   }
 }

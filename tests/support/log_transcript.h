@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,7 @@ class LogTranscript {
  private:
   static void Take(const char* tag, const char* message, std::uint32_t level);
 
+  std::mutex taking_;  // threads of a host may have the subject speak at the same time
   std::vector<LogLine> lines_;
 };
 
