@@ -100,7 +100,9 @@ BlobClient::Answer BlobClient::send(const Message& message, std::initializer_lis
   if (!message.if_none_match.empty()) request.headers.emplace("If-None-Match", message.if_none_match);
   if (!message.body.empty()) request.headers.emplace("Content-Type", parts.content_type);
   request.headers.emplace("Authorization", shared_key_authorization({message.account, signing_key(account)}, parts));
-  const httplib::Result result = connection_->client().send(request);
+  httplib::Result result = connection_->client().send(request);
+  // A server may close an idle connection in the moment in which the next request comes.
+  if (result.error() == httplib::Error::Read) result = connection_->client().send(request);
   if (!result) {
     throw BlobError(0, "no answer of the blob server at 127.0.0.1:" + connection_->port() + ": " +
                            httplib::to_string(result.error()));

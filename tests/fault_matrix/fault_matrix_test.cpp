@@ -177,7 +177,7 @@ class RestoreMatrix : public FaultSweep {
 
   void CheckOriginals() override { EXPECT_TRUE(OriginalDisks() == originals_) << "an original disk was changed"; }
 
-  /// A subnet of the simulator has 252 addresses.
+  /// A subnet of the simulator has 252 addresses, and a blob service of thousands of blobs is slow.
   void MakeRoom() override {
     simulator.advance_time(31);  // what nobody waited for has been made
     Start({});
@@ -185,8 +185,17 @@ class RestoreMatrix : public FaultSweep {
       const sim::Machine made = MachineOf(machine, NewName(machine));
       if (!made.vm_id.empty()) Delete(machine, "Compute/virtualMachines/" + NewName(machine), "2017-12-01");
       const sim::World now = simulator.world();
-      for (const auto& [name, nic] : now.subscriptions[0].resource_groups.at(GroupOf(machine)).nics) {
-        if (name.starts_with(NewName(machine))) Delete(machine, "Network/networkInterfaces/" + name, "2017-10-01");
+      const sim::ResourceGroup& group = now.subscriptions[0].resource_groups.at(GroupOf(machine));
+      for (const auto& [name, nic] : group.nics) {
+        if (before_.count(name) == 0) Delete(machine, "Network/networkInterfaces/" + name, "2017-10-01");
+      }
+      for (const auto& [name, disk] : group.disks) {
+        if (before_.count(name) == 0) Delete(machine, "Compute/disks/" + name, "2017-03-30");
+      }
+    }
+    for (const std::string& container : {std::string("vhds"), Vhd().container}) {
+      for (const std::string& name : BlobNames(container)) {
+        if (before_.count(name) == 0) RemoveBlob(container, name);
       }
     }
   }

@@ -79,16 +79,25 @@ std::string RestoreTest::ManagedPath(const std::string& disk) const {
   return "/" + subscription + "/web-rg/web-01/ManagedDisks:Premium_LRS/web-rg/" + own_name + disk;
 }
 
-Texts RestoreTest::BlobNames(const std::string& container, const std::string& prefix) {
+azurestoragewrapper::BlobClient RestoreTest::ClientOf(const std::string& container, const std::string& name) const {
   const std::string connection = "DefaultEndpointsProtocol=http;AccountName=" + account +
                                  ";AccountKey=" + azurite::key(account) + ";EndpointSuffix=" + world.region + "." +
                                  world.domain + ":" + std::to_string(azurite::port());
-  azurestoragewrapper::BlobClient client{azurestoragewrapper::BlobAccess(connection, container, ""), {}};
+  return {azurestoragewrapper::BlobAccess(connection, container, name), {}};
+}
+
+Texts RestoreTest::BlobNames(const std::string& container, const std::string& prefix) {
+  azurestoragewrapper::BlobClient client = ClientOf(container, "");
   Texts names;
   for (const azurestoragewrapper::BlobItem& item : azurestoragewrapper::list_blobs(client, prefix, "").items) {
     names.push_back(item.name);
   }
   return names;
+}
+
+void RestoreTest::RemoveBlob(const std::string& container, const std::string& name) {
+  azurestoragewrapper::BlobClient client = ClientOf(container, name);
+  EXPECT_TRUE(azurestoragewrapper::delete_blob(client)) << name;
 }
 
 std::string RestoreTest::ImageOfBlob(const sim::Blob& blob) {

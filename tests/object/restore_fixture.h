@@ -38,6 +38,8 @@ class RestoreTest : public BackupTest {
   /// Names in a container of the account of DB-01's disk that begin so.
   Texts BlobNames(const std::string& container, const std::string& prefix = "");
 
+  void RemoveBlob(const std::string& container, const std::string& name);
+
   /// The stream that a backup of the blob would be now.
   std::string ImageOfBlob(const sim::Blob& blob);
 
@@ -46,6 +48,9 @@ class RestoreTest : public BackupTest {
 
   const std::string account = Vhd().account;
   const std::string own_name = azurite::new_container_name();  // of disks that no other test has
+
+ private:
+  azurestoragewrapper::BlobClient ClientOf(const std::string& container, const std::string& name) const;
 };
 
 }  // namespace backup_test
