@@ -133,13 +133,14 @@ class Restore {
   }
 
   void restore_all(const RestoreTools& tools, std::vector<RestorePlan> plans) {
+    const auto work = options_.dry_run ? &check_target : &restore_machine;
     for (RestorePlan& plan : plans) {
       print(plan_lines(plan));
       if (outcome_.error) {
         add_untried(std::move(plan));
         continue;
       }
-      add(options_.dry_run ? check_target(tools, std::move(plan)) : restore_machine(tools, std::move(plan)));
+      add(work(tools, std::move(plan)));
       if (outcome_.machines.back().interrupted) fail(interruption());
     }
   }

@@ -27,8 +27,9 @@ std::string percent_decoded(std::string_view text) {
   std::string decoded;
   for (std::size_t i = 0; i < text.size(); ++i) {
     unsigned char byte = 0;
-    const char* digits = text.data() + i + 1;
-    if (text[i] == '%' && i + 2 < text.size() && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+    const std::string_view digits = text.substr(i + 1, 2);
+    const bool whole = text[i] == '%' && digits.size() == 2;
+    if (whole && std::from_chars(digits.begin(), digits.end(), byte, 16).ptr == digits.end()) {
       decoded.push_back(static_cast<char>(byte));
       i += 2;
     } else {

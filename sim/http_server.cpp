@@ -211,7 +211,7 @@ class HttpServer::Implementation final : public httplib::Server {
     TlsStream stream(context_.get(), socket);
     if (!stream.handshake()) return false;
     ++connections_;
-    current_stream = &stream;
+    current_stream = &stream;  // cppcheck-suppress danglingLifetime ; requests are processed while the stream lives
     bool last = false;
     while (!last && stream.await_request()) {
       // What a range means is the handler's affair; the library would cut it out of the answer's body.
