@@ -11,6 +11,7 @@
 #include "host/sha256.h"
 #include "host/verification.h"
 #include "tests/host/program.h"
+#include "tests/host/saved_machines.h"
 #include "tests/host/test_repository.h"
 
 namespace {
@@ -43,7 +44,7 @@ class Prune : public testing::Test {
     for (const auto& disk : disks) {
       if (with_tags) tags.push_back(std::string(host::stream_tag_name) + "=" + disk.snapshot);
     }
-    const std::string text = host::manifest_text({machine, "azurestack:a", backup_id, "", false, {}, disks});
+    const std::string text = host::manifest_text(host_test::manifest_of(machine, backup_id, disks));
     host::ResticUpload upload(restic_, machine + host::manifest_name, tags);
     upload.write(text.data(), text.size());
     upload.finish();
@@ -77,13 +78,13 @@ class Prune : public testing::Test {
 // Machine a: backup 3 is kept, and its manifest names a stream of backup 1 besides its own. Machine b has one backup,
 // from before manifests carried the ids of their streams. Backup 4 stored one stream and no manifest.
 TEST_F(Prune, KeepsWhatAKeptManifestNames) {
-  const auto shared = store_stream("/s/g/a/data", "shared", "1");
-  const auto first = store_stream("/s/g/a/os", "first", "1");
+  const auto shared = store_stream("/s/g/a/acct.blob.r.example/vhds/data", "shared", "1");
+  const auto first = store_stream("/s/g/a/acct.blob.r.example/vhds/os", "first", "1");
   store_manifest("/s/g/a", "1", {first, shared});
-  store_manifest("/s/g/a", "2", {store_stream("/s/g/a/os", "second", "2")});
-  store_manifest("/s/g/b", "2", {store_stream("/s/g/b/os", "other", "2")}, false);
-  store_manifest("/s/g/a", "3", {store_stream("/s/g/a/os", "third", "3"), shared});
-  store_stream("/s/g/c/os", "of no manifest", "4");
+  store_manifest("/s/g/a", "2", {store_stream("/s/g/a/acct.blob.r.example/vhds/os", "second", "2")});
+  store_manifest("/s/g/b", "2", {store_stream("/s/g/b/acct.blob.r.example/vhds/os", "other", "2")}, false);
+  store_manifest("/s/g/a", "3", {store_stream("/s/g/a/acct.blob.r.example/vhds/os", "third", "3"), shared});
+  store_stream("/s/g/c/acct.blob.r.example/vhds/os", "of no manifest", "4");
 
   const json dry = json::parse(run({"--keep-last", "1", "--dry-run", "--json"}).output);
   EXPECT_EQ(dry["removed"].size(), 2U) << dry;
@@ -94,38 +95,42 @@ TEST_F(Prune, KeepsWhatAKeptManifestNames) {
   const host_test::Outcome outcome = run({"--keep-last", "1"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
   EXPECT_THAT(outcome.output, HasSubstr("2 backups with 2 disks and 0 streams left over removed, 2 backups kept."));
-  EXPECT_THAT(streams(), UnorderedElementsAre("/s/g/a/data 1", "/s/g/a/os 3", "/s/g/b/os 2", "/s/g/c/os 4"));
+  EXPECT_THAT(streams(),
+              UnorderedElementsAre("/s/g/a/acct.blob.r.example/vhds/data 1", "/s/g/a/acct.blob.r.example/vhds/os 3",
+                                   "/s/g/b/acct.blob.r.example/vhds/os 2", "/s/g/c/acct.blob.r.example/vhds/os 4"));
 
   host::carry_out(restic_, host::plan_prune(restic_, last_one, all_old));
-  EXPECT_THAT(streams(), UnorderedElementsAre("/s/g/a/data 1", "/s/g/a/os 3", "/s/g/b/os 2"));
+  EXPECT_THAT(streams(),
+              UnorderedElementsAre("/s/g/a/acct.blob.r.example/vhds/data 1", "/s/g/a/acct.blob.r.example/vhds/os 3",
+                                   "/s/g/b/acct.blob.r.example/vhds/os 2"));
   expect_all_restorable();
 }
 
 // A plan is made before others store: what they have named meanwhile stays.
 TEST_F(Prune, KeepsWhatIsNamedAfterThePlan) {
-  const auto late = store_stream("/s/g/a/os", "late", "1");
-  store_stream("/s/g/a/data", "never named", "1");
+  const auto late = store_stream("/s/g/a/acct.blob.r.example/vhds/os", "late", "1");
+  store_stream("/s/g/a/acct.blob.r.example/vhds/data", "never named", "1");
   const host::PrunePlan plan = host::plan_prune(restic_, last_one, all_old);
   EXPECT_EQ(plan.leftovers.size(), 2U);
   store_manifest("/s/g/a", "1", {late});
   host::carry_out(restic_, plan);
-  EXPECT_THAT(streams(), ElementsAre("/s/g/a/os 1"));
+  EXPECT_THAT(streams(), ElementsAre("/s/g/a/acct.blob.r.example/vhds/os 1"));
   expect_all_restorable();
 }
 
 TEST_F(Prune, RemovesNothingWhenAManifestCannotBeRead) {
-  const auto disk = store_stream("/s/g/a/os", "x", "1");
+  const auto disk = store_stream("/s/g/a/acct.blob.r.example/vhds/os", "x", "1");
   host::ResticUpload upload(restic_, std::string("/s/g/a") + host::manifest_name, {host::manifest_tag, "backup=1"});
   upload.write("{}", 2);
   upload.finish();
-  store_stream("/s/g/b/os", "y", "2");
+  store_stream("/s/g/b/acct.blob.r.example/vhds/os", "y", "2");
   EXPECT_EQ(run({"--keep-last", "1", "--leftover-age", "0"}).exit_code, 1);
   EXPECT_EQ(streams().size(), 2U);
 }
 
 // While anything of a backup is young, the backup may still run.
 TEST_F(Prune, LeavesTheStreamsOfARunningBackup) {
-  store_stream("/s/g/a/os", "x", "1");
+  store_stream("/s/g/a/acct.blob.r.example/vhds/os", "x", "1");
   EXPECT_THAT(host::plan_prune(restic_, last_one, nothing_old).leftovers, IsEmpty());
   const std::int64_t stored = host::seconds_of(restic_.snapshots(host::disk_tag).front().time);
   EXPECT_THAT(host::plan_prune(restic_, last_one, stored).leftovers, IsEmpty());
