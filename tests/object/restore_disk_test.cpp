@@ -235,5 +235,24 @@ TEST_F(RestoreTest, AManagedDiskIsMadeOfItsBlobWhichThenGoes) {
   EXPECT_EQ(BlobNames("vhds", own_name), Texts{});
 }
 
+// A disk that is not complete leaves no blob that no line names.
+TEST_F(RestoreTest, WhatCannotBeDeletedIsNamed) {
+  const std::string container = NewContainer("").container;
+  StartRestore({{"STAGING_STORAGE_ACCOUNTS", account}});
+  const sim::AnswerWith refusal{.response = {.status = 403}};
+  proxy.add({.method = "DELETE", .times = azurite::ProxyFault::forever, .action = refusal});
+  proxy.add(
+      {.method = "PUT", .target = "comp=page", .first = 3, .times = azurite::ProxyFault::forever, .action = refusal});
+  for (const std::string& path : {ManagedPath("-undeleted-"), PathOf({account, container, "disk.vhd"})}) {
+    EXPECT_EQ(Restore(path, MakeImage(65536, kFewRanges)), kInternalError) << path;
+    EXPECT_FALSE(FindRestoredDisk(path)->complete) << path;
+  }
+  const Texts left = BlobNames(container);
+  EXPECT_EQ(left.size(), 1U);
+  for (const Texts& names : {left, BlobNames("vhds", own_name + "-undeleted-")}) {
+    for (const std::string& name : names) EXPECT_TRUE(TellsError(name) || log.contains(2, name)) << name;
+  }
+}
+
 }  // namespace
 }  // namespace backup_test
