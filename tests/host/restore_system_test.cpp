@@ -38,6 +38,11 @@ const std::string db = "/" + subscription + "/Data_RG.1/DB-01";
 sim::World quick_world() {
   sim::World world = sim::demo_world();
   world.operation_polls = 0;
+  // The other subscription has networks of the same names, so that a machine can come back there as it was.
+  const auto& web_rg = world.subscriptions[0].resource_groups.at("web-rg");
+  auto& lab_rg = world.subscriptions[1].resource_groups.at("lab-rg");
+  lab_rg.networks.insert(web_rg.networks.begin(), web_rg.networks.end());
+  lab_rg.security_groups.insert(web_rg.security_groups.begin(), web_rg.security_groups.end());
   return world;
 }
 
@@ -83,13 +88,12 @@ class RestoreSystem : public testing::Test {
     for (const sim::MachineDisk& disk : copy.data_disks) digests.push_back(digest(disk));
     return digests;
   }
-  std::string digest(const sim::MachineDisk& disk) const {
+  std::string digest(const sim::MachineDisk& disk, const std::string& of = subscription) const {
     const sim::World& world = options_.world;
-    const std::string place = disk.vhd
-                                  ? "https://" + disk.vhd->account + ".blob." + world.region + "." + world.domain +
-                                        "/" + disk.vhd->container + "/" + disk.vhd->name
-                                  : "/subscriptions/" + subscription + "/resourceGroups/" + disk.managed_disk->group +
-                                        "/providers/Microsoft.Compute/disks/" + disk.managed_disk->name;
+    const std::string place = disk.vhd ? "https://" + disk.vhd->account + ".blob." + world.region + "." + world.domain +
+                                             "/" + disk.vhd->container + "/" + disk.vhd->name
+                                       : "/subscriptions/" + of + "/resourceGroups/" + disk.managed_disk->group +
+                                             "/providers/Microsoft.Compute/disks/" + disk.managed_disk->name;
     return cloud_.disk_digest(place).sha256;
   }
   /// The ids of all that stands in the cloud.
@@ -168,6 +172,22 @@ TEST_F(RestoreSystem, BringsDeletedMachinesBackByteForByte) {
   const Outcome again = run({"restore", "latest", db});
   EXPECT_EQ(again.exit_code, 1) << again.output;
   EXPECT_THAT(again.output, HasSubstr("is there already"));
+}
+
+TEST_F(RestoreSystem, BringsAMachineBackInAnotherSubscription) {
+  const Texts disks = contents(web);
+  const std::string other = options_.world.subscriptions[1].id;
+  const Outcome outcome = run({"restore", "latest", web, "--to", other + "/lab-rg", "--set",
+                               "StagingStorageAccount=labstaging1", "--set", "DiskRg=lab-rg"});
+  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error << log();
+  const sim::World now = cloud_.world();
+  const auto& machines = now.subscriptions[1].resource_groups.at("lab-rg").machines;
+  ASSERT_EQ(machines.count("web-01"), 1U) << outcome.output;
+  const sim::Machine& made = machines.at("web-01");
+  EXPECT_EQ(made.size, machine(web)->size);
+  EXPECT_EQ(contents(web), disks) << "the original is as it was";
+  EXPECT_EQ(digest(made.os_disk, other), disks[0]);
+  EXPECT_EQ(digest(made.data_disks.at(0), other), disks[1]);
 }
 
 // Compared with the world's own description of the disk, by nothing that the plug-in or the repository tells.
