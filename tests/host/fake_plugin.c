@@ -264,7 +264,11 @@ static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length
   if (object->has_fault && is_kind(object->server, "early")) end = STREAM_SIZE - 1;
   if (length > 1000003) length = 1000003; /* fewer bytes than asked for are no end */
   while (*count < length && object->position < end) {
-    out[*count] = object->is_disk ? stream_byte(object->position) : text[object->position];
+    if (object->is_disk) {
+      out[*count] = stream_byte(object->position);
+    } else {
+      out[*count] = text[object->position];
+    }
     ++*count;
     ++object->position;
   }
