@@ -195,7 +195,9 @@ void FaultSweep::RunFlow(const Case* tried) {
 }
 
 void FaultSweep::AddFault(const Case& tried) {
-  const std::uint64_t times = tried.for_good ? kForGood : tried.fault->once;
+  // The first blob request of a flow goes over a connection made for it, on which libcurl repeats nothing.
+  const std::uint64_t once = tried.blobs && tried.n == 1 ? 1 : tried.fault->once;
+  const std::uint64_t times = tried.for_good ? kForGood : once;
   if (tried.blobs) {
     proxy.add({.header = kOfPlugin, .first = tried.n, .times = times, .action = tried.fault->blobs});
   } else {
@@ -212,12 +214,9 @@ Outcome FaultSweep::Judge(const Case* tried) {
   EXPECT_TRUE(!failed || told) << "a failure without a line that tells why";
   const std::set<std::string> whole = WholeMachines();
   EXPECT_TRUE(failed || told || whole.size() == 2) << "a machine is missing, and nothing tells it";
-  // Before the machines' own requests come those for both. Of two resets in a row the second meets the other machine
-  // when the first one was not tried again.
-  const bool of_both =
-      tried != nullptr &&
-      ((tried->request.find("/web-01") == std::string::npos && tried->request.find("/DB-01") == std::string::npos) ||
-       (tried->blobs && tried->fault->once > 1));
+  // Before the machines' own requests come those for both.
+  const bool of_both = tried != nullptr && tried->request.find("/web-01") == std::string::npos &&
+                       tried->request.find("/DB-01") == std::string::npos;
   EXPECT_TRUE(tried == nullptr || tried->for_good || of_both || !whole.empty())
       << "the fault was in one machine's request";
   CheckOriginals();
