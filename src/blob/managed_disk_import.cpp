@@ -3,6 +3,7 @@
 #include "platform/clock.h"
 #include "src/base/logging.h"
 #include "src/blob/page_blob_snapshots.h"
+#include "src/blob/storage_failure.h"
 #include "src/config/config.h"
 #include "src/model/azurestack_storagekeys.h"
 #include "src/model/resource_calls.h"
@@ -23,15 +24,10 @@ struct Import {
   const md_metadata& target;
 };
 
-Status DescribeServer(const std::string& server_name, aapi_pgn_server_handle_s& server, azs_rest_server_s& rest) {
+Status PrepareCalls(const std::string& server_name, aapi_pgn_server_handle_s& server, azs_rest_server_s& rest) {
   std::string provider;
-  if (const Status status = AzureStackPi_Config::getInstance().GetCredsVal("IdentityProvider", provider);
-      status != kOk) {
-    return status;
-  }
-  server.server_name = server_name;
-  const Status status = parseAzureEndpoint(server_name, server.region_name, server.domain_name);
-  return status == kOk ? InitRestServerHandle(&server, rest) : status;
+  const Status status = AzureStackPi_Config::getInstance().GetCredsVal("IdentityProvider", provider);
+  return status == kOk ? DescribeServer(server_name, server, rest) : status;
 }
 
 // The id of the account that holds the VHD, without the "/" that other ids begin with; empty when it is not known.
@@ -63,14 +59,17 @@ std::string ImportBody(const Import& import, const std::string& account_id) {
          EscapedForJson(type) + R"(", "tier" : ")" + EscapedForJson(tier) + R"("}})";
 }
 
+std::string DiskPath(const md_metadata& target) {
+  return "subscriptions/" + target.getSubId() + "/resourceGroups/" + target.getDiskRgName() +
+         "/providers/Microsoft.Compute/disks/" + target.getUniqDiskName() + "/?api-version=" + kApiVersion;
+}
+
 Status DiskUrl(const FunctionLog& log, const Import& import, ResourceCalls& calls) {
-  const std::string& subscription = import.target.getSubId();
-  const std::string& group = import.target.getDiskRgName();
-  const std::string& disk = import.target.getUniqDiskName();
-  const std::string sub_url = "subscriptions/" + subscription + "/resourceGroups/" + group +
-                              "/providers/Microsoft.Compute/disks/" + disk + "/?api-version=" + kApiVersion;
+  const md_metadata& target = import.target;
+  const std::string sub_url = DiskPath(target);
   log.flow("sub_url :%s and vhd size %lu", sub_url.c_str(), import.vhd_size);
-  const bool whole = IsPathSegment(subscription) && IsPathSegment(group) && IsPathSegment(disk);
+  const bool whole = IsPathSegment(target.getSubId()) && IsPathSegment(target.getDiskRgName()) &&
+                     IsPathSegment(target.getUniqDiskName());
   if (!whole || calls.CreateUrl(sub_url) != kOk) {
     log.error("No address can be made for the managed disk %s; its temporary vhd %s stays",
               import.target.getUniqDiskId().c_str(), import.vhd_uri.c_str());
@@ -80,6 +79,10 @@ Status DiskUrl(const FunctionLog& log, const Import& import, ResourceCalls& call
   return kOk;
 }
 
+void LogDiskIsThere(const FunctionLog& log, const std::string& disk_id) {
+  log.error("The managed disk %s is there already and is left as it is", disk_id.c_str());
+}
+
 // Nothing that exists is overwritten: a PUT would change the disk of that name.
 Status CheckDiskIsNew(const FunctionLog& log, const std::string& disk_id, ResourceCalls& calls) {
   const ResourceCalls::Presence presence = calls.Look();
@@ -87,7 +90,7 @@ Status CheckDiskIsNew(const FunctionLog& log, const std::string& disk_id, Resour
     return kOk;
   }
   if (presence == ResourceCalls::Presence::kThere) {
-    log.error("The managed disk %s is there already and is left as it is", disk_id.c_str());
+    LogDiskIsThere(log, disk_id);
   } else {
     log.error("It cannot be told whether the managed disk %s is there already: %s", disk_id.c_str(),
               calls.WhyFailed().c_str());
@@ -131,7 +134,7 @@ void DeleteVhd(const FunctionLog& log, const std::string& vhd_uri) {
 Status ImportThenDelete(const FunctionLog& log, const std::string& server_name, const Import& import) {
   aapi_pgn_server_handle_s server;
   azs_rest_server_s rest;
-  if (const Status status = DescribeServer(server_name, server, rest); status != kOk) {
+  if (const Status status = PrepareCalls(server_name, server, rest); status != kOk) {
     log.error("The managed disk %s cannot be made: the login's settings cannot be read: %d",
               import.target.getUniqDiskId().c_str(), static_cast<int>(status));
     DeleteVhd(log, import.vhd_uri);
@@ -141,12 +144,27 @@ Status ImportThenDelete(const FunctionLog& log, const std::string& server_name, 
   if (const Status status = DiskUrl(log, import, calls); status != kOk) {
     return status;
   }
-  const Status status = ImportDisk(log, server, import, calls);
+  const Status status = CatchStorageFailures(log, {}, [&] { return ImportDisk(log, server, import, calls); });
   DeleteVhd(log, import.vhd_uri);
   return status;
 }
 
 }  // namespace
+
+bool IsManagedDiskThere(const std::string& server_name, const md_metadata& target) {
+  const FunctionLog log(__func__);
+  aapi_pgn_server_handle_s server;
+  azs_rest_server_s rest;
+  if (PrepareCalls(server_name, server, rest) != kOk) {
+    return false;
+  }
+  ResourceCalls calls(rest);
+  const bool there = calls.CreateUrl(DiskPath(target)) == kOk && calls.Look() == ResourceCalls::Presence::kThere;
+  if (there) {
+    LogDiskIsThere(log, target.getUniqDiskId());
+  }
+  return there;
+}
 
 Status azurestack_convertblob_to_manageddisk(const std::string& server_name, const std::string& object_path,
                                              const std::string& vhd_uri, const std::string& location,

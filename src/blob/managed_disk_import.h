@@ -17,4 +17,8 @@ Status azurestack_convertblob_to_manageddisk(const std::string& server_name, con
                                              const std::string& vhd_uri, const std::string& location,
                                              std::uint64_t vhd_size, const md_metadata& target);
 
+/// Whether the managed disk of target is there, with an error line then. False when it cannot be told: the import asks
+/// again.
+bool IsManagedDiskThere(const std::string& server_name, const md_metadata& target);
+
 }  // namespace azurestackpi

@@ -27,14 +27,14 @@ bool ContainsAny(const std::string& text, std::initializer_list<const char*> wor
 std::string Before(const std::string& text, std::string_view mark) { return text.substr(0, text.find(mark)); }
 
 // A disk that was restored before is not given a second suffix.
-std::string UniqueName(const std::string& disk_name) {
+std::string UniqueName(const std::string& disk_name, std::int64_t seconds) {
   std::string base = Before(Before(disk_name, ".vhd"), kRestoreMark);
   if (base.size() > kLongestBase) {
     const std::size_t mark = base.rfind(kOsDiskMark);
     // A mark beyond the bound would leave a name that Azure Stack refuses.
     base.resize(mark == std::string::npos ? kLongestBase : std::min(mark + kOsDiskMark.size(), kLongestBase));
   }
-  return base + std::string(kRestoreMark) + std::to_string(platform::clock().now());
+  return base + std::string(kRestoreMark) + std::to_string(seconds);
 }
 
 std::string StorageType(const std::string& component) { return component.substr(component.find(':') + 1); }
@@ -55,8 +55,10 @@ md_metadata::md_metadata(const std::string& path) {
   m_diskStaType = StorageType(components[4]);
   m_diskRgName = components[5];
   m_diskName = components[6];
-  m_uniqDiskName = UniqueName(m_diskName);
+  setRestoreTime(platform::clock().now());
 }
+
+void md_metadata::setRestoreTime(std::int64_t seconds) { m_uniqDiskName = UniqueName(m_diskName, seconds); }
 
 void md_metadata::splitPath(std::vector<std::string>& components, const std::string& path) {
   components = SplitText(path, '/');

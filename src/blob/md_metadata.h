@@ -1,6 +1,7 @@
 // What the path of a managed disk tells, and the name and id of the disk that a restore makes of it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,12 @@ class md_metadata {
   const std::string& getDiskStaType() const { return m_diskStaType; }
   const std::string& getDiskRgName() const { return m_diskRgName; }
   const std::string& getDiskName() const { return m_diskName; }
-  /// At most 77 bytes: a base of up to 58, "-RESTORE-" and the seconds since the epoch.
+  /// "BASE-RESTORE-SECONDS", at most 77 bytes: a base of up to 58, "-RESTORE-" and the seconds since the epoch.
   const std::string& getUniqDiskName() const { return m_uniqDiskName; }
   const std::string& getStagingStavalue() const { return staging_storage_account_; }
+
+  /// Gives the unique name other seconds: two disks may share the rest of theirs.
+  void setRestoreTime(std::int64_t seconds);
 
   void setSubId(const std::string& value) { subId = value; }
   void setDiskRgName(const std::string& value) { m_diskRgName = value; }

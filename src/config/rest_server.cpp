@@ -54,6 +54,12 @@ Status InitRestServerHandle(const aapi_pgn_server_handle_s* server, azs_rest_ser
   return kOk;
 }
 
+Status DescribeServer(const std::string& server_name, aapi_pgn_server_handle_s& server, azs_rest_server_s& rest) {
+  server.server_name = server_name;
+  const Status status = parseAzureEndpoint(server_name, server.region_name, server.domain_name);
+  return status == kOk ? InitRestServerHandle(&server, rest) : status;
+}
+
 Status parseSRVSection(const std::string& selection, std::string& subscription_id, std::string& resource_group,
                        std::string& vm_name) {
   const FunctionLog log(__func__);

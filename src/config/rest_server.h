@@ -26,6 +26,10 @@ Status parseAzureEndpoint(const std::string& name, std::string& region, std::str
 /// of 128 bytes or more, which no part of would be the right host.
 Status InitRestServerHandle(const aapi_pgn_server_handle_s* server, azs_rest_server_s& rest);
 
+/// Fills a handle and its descriptor for a server that is known by its name alone. Returns 0; 6601 for a name of
+/// another form.
+Status DescribeServer(const std::string& server_name, aapi_pgn_server_handle_s& server, azs_rest_server_s& rest);
+
 /// Parses "/SUBSCRIPTION[/GROUP[/VM]]"; what is not named stays empty. Returns 0, or 6795.
 Status parseSRVSection(const std::string& selection, std::string& subscription_id, std::string& resource_group,
                        std::string& vm_name);

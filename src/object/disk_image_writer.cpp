@@ -39,10 +39,11 @@ Status CheckHeader(const FunctionLog& log, const sparse_header_t& header) {
   return kInvalidArgument;
 }
 
-// In ascending order, so that no two overlap.
-Status CheckTable(const FunctionLog& log, const DiskLayout& layout) {
-  std::uint64_t free_from = 0;
-  for (const PageRange& range : layout.ranges) {
+// The entries from first up to last, not included. In ascending order, so that no two overlap.
+Status CheckTable(const FunctionLog& log, const DiskLayout& layout, std::size_t first, std::size_t last) {
+  std::uint64_t free_from = first == 0 ? 0 : layout.ranges[first - 1].offset + layout.ranges[first - 1].length;
+  for (std::size_t i = first; i < last; ++i) {
+    const PageRange& range = layout.ranges[i];
     const bool fits = range.offset >= free_from && range.offset <= layout.header.display_size &&
                       range.length <= layout.header.display_size - range.offset;
     if (!fits || range.length == 0 || !IsWholeSectors(range.offset) || !IsWholeSectors(range.length)) {
@@ -117,11 +118,12 @@ Status DiskImageWriter::TakeTable(const FunctionLog& log, Source& from) {
   if (table_done_ == size || from.left == 0) {
     return kOk;
   }
+  const std::size_t checked = table_done_ / sizeof(PageRange);
   const std::uint64_t arrived = table_done_ + std::min(size - table_done_, from.left);
   ranges.resize((arrived + sizeof(PageRange) - 1) / sizeof(PageRange));
   Fill(reinterpret_cast<std::byte*>(ranges.data()), arrived, table_done_, from.next, from.left);
   log.detail("m_metadata_ranges_bytesread: %u", static_cast<unsigned>(table_done_));
-  return table_done_ == size ? CheckTable(log, layout_) : kOk;
+  return CheckTable(log, layout_, checked, table_done_ / sizeof(PageRange));
 }
 
 void DiskImageWriter::TakePadding(const FunctionLog& log, Source& from) {

@@ -11,6 +11,7 @@
 #include "src/object/restored_configuration.h"
 #include "src/object/vm_configuration.h"
 #include "src/object/vm_disk_snapshots.h"
+#include "src/rest/json_text.h"
 
 namespace azurestackpi {
 namespace {
@@ -148,6 +149,10 @@ Status azurestackpi_get_object_metadata(const std::string& path, aapi_object_inf
   log.detail("enter: objname: %s, objname_sz: %lu", path.c_str(), static_cast<unsigned long>(path.size()));
   Preset(info, path, server);
   const bool restore = server.session_kind == AAPI_SESSION_RESTORE;
+  if (restore && !IsJsonText(path)) {
+    log.error("Invalid path: %s", path.c_str());
+    return kInvalidArgument;
+  }
   if (azurestackpi_is_metapath(path)) {
     return restore ? TakeMetadata(log, path, info) : GetMetadataProperties(log, path, server, info);
   }

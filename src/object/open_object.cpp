@@ -16,6 +16,7 @@
 #include "src/object/restored_object.h"
 #include "src/object/vm_configuration.h"
 #include "src/object/vm_disk_snapshots.h"
+#include "src/rest/json_text.h"
 
 namespace azurestackpi {
 namespace {
@@ -25,7 +26,7 @@ constexpr std::size_t kDiskSlashes = 6;
 ProcessValue<std::set<aapi_object_s*, std::less<>>> open_objects("objects that hosts have open");
 
 // What a path names for a host that wants to open or create it.
-enum class Kind { kMetadata, kDisk, kTooDeep, kNone };
+enum class Kind { kMetadata, kDisk, kInvalid, kNone };
 
 Kind KindOf(const std::string& path) {
   if (azurestackpi_is_metafile(path)) {
@@ -33,13 +34,13 @@ Kind KindOf(const std::string& path) {
   }
   const std::size_t slashes = CountSlashes(path);
   if (slashes > kDiskSlashes) {
-    return Kind::kTooDeep;
+    return Kind::kInvalid;
   }
   return slashes == kDiskSlashes && !azurestackpi_is_metapath(path) ? Kind::kDisk : Kind::kNone;
 }
 
 Status Refuse(Kind kind) {
-  return kind == Kind::kTooDeep ? static_cast<Status>(kInvalidArgument) : static_cast<Status>(kInvalidObject);
+  return kind == Kind::kInvalid ? static_cast<Status>(kInvalidArgument) : static_cast<Status>(kInvalidObject);
 }
 
 // A stream whose page ranges could not be had is closed again: its image would lack the disk's data.
@@ -155,7 +156,9 @@ namespace azurestackpi {
 Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, const std::string& path,
                   std::unique_ptr<aapi_object_s>& object) {
   const std::string object_path = WithoutEndSlash(path);
-  const Kind kind = KindOf(object_path);
+  const bool restore = server.session_kind == AAPI_SESSION_RESTORE;
+  // A restore's requests are JSON, in which another name could not stand.
+  const Kind kind = restore && !IsJsonText(path) ? Kind::kInvalid : KindOf(object_path);
   if (kind != Kind::kMetadata && kind != Kind::kDisk) {
     log.error("Invalid path: %s", path.c_str());
     return Refuse(kind);
@@ -163,7 +166,7 @@ Status OpenObject(const FunctionLog& log, aapi_pgn_server_handle_s& server, cons
   auto opened = std::make_unique<aapi_object_s>();
   opened->server = &server;
   opened->path = object_path;
-  opened->is_restored = server.session_kind == AAPI_SESSION_RESTORE;
+  opened->is_restored = restore;
   opened->backup_time = server.snapshot_name;
   if (kind == Kind::kDisk) {
     const Status status = opened->is_restored ? OpenRestoredDisk(log, *opened) : OpenDisk(log, *opened);

@@ -16,13 +16,6 @@ namespace {
 
 constexpr const char* kGroupsApiVersion = "2018-09-01";
 
-Status DescribeServer(const std::string& server_name, azs_rest_server_s& rest) {
-  aapi_pgn_server_handle_s named;
-  named.server_name = server_name;
-  const Status status = parseAzureEndpoint(server_name, named.region_name, named.domain_name);
-  return status == kOk ? InitRestServerHandle(&named, rest) : status;
-}
-
 Status RequestGroups(const FunctionLog& log, const std::string& subscription, ResourceCalls& calls) {
   const std::string subpath = "subscriptions/" + subscription + "/resourcegroups/?api-version=" + kGroupsApiVersion;
   log.detail("sub_url get rg :%s", subpath.c_str());
@@ -39,8 +32,9 @@ Status RequestGroups(const FunctionLog& log, const std::string& subscription, Re
 }
 
 Status ListGroups(const FunctionLog& log, const std::string& server_name, const std::string& subscription) {
+  aapi_pgn_server_handle_s server;
   azs_rest_server_s rest;
-  if (const Status status = DescribeServer(server_name, rest); status != kOk) {
+  if (const Status status = DescribeServer(server_name, server, rest); status != kOk) {
     return status;
   }
   ResourceCalls calls(rest);

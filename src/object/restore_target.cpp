@@ -1,9 +1,11 @@
 #include "src/object/restore_target.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
+#include "platform/clock.h"
 #include "src/base/logging.h"
 #include "src/base/text.h"
 #include "src/config/config.h"
@@ -84,11 +86,25 @@ void Redirect(const FunctionLog& log, const vm_details_t& vm, md_metadata& targe
   }
 }
 
+// The first second from now that gives it a name of its own: long names are cut, and disks of one name may come into
+// one resource group.
+void ChooseUniqueName(md_metadata& target) {
+  const auto taken = [&] {
+    return std::ranges::any_of(md_metadata_map(), [&](const auto& other) {
+      return EqualIgnoringCase(other.second.getUniqDiskName(), target.getUniqDiskName());
+    });
+  };
+  for (std::int64_t seconds = platform::clock().now(); taken();) {
+    target.setRestoreTime(++seconds);
+  }
+}
+
 // What the disk's path tells, with the unique name that it got before, if it did.
 Status ReadTarget(const FunctionLog& log, const Disk& disk, md_metadata& target) {
   const auto known = md_metadata_map().find(disk.path);
   if (known == md_metadata_map().end()) {
     target = md_metadata(disk.path);
+    ChooseUniqueName(target);
   } else {
     target = known->second;
     target.setSubId(disk.parts[kSubscription]);

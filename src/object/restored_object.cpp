@@ -17,11 +17,24 @@ namespace {
 constexpr std::string_view kExtension = ".vhd";
 constexpr const char* kStagingContainer = "vhds";
 
-// Beside the blob at that address. A disk that was restored before is not given a second suffix.
+bool IsTaken(const std::string& address) {
+  return std::ranges::any_of(vm_recovery_map(), [&](const auto& machine) {
+    return std::ranges::find(machine.second, address, &RestoredDisk::name) != machine.second.end();
+  });
+}
+
+// Beside the blob at that address, by the first second from now that no other restored blob has. A disk that was
+// restored before is not given a second suffix.
 std::string RestoredBlob(const std::string& uri) {
   std::string address = uri.ends_with(kExtension) ? uri.substr(0, uri.size() - kExtension.size()) : uri;
   address.resize(std::min(address.find("-RESTORE-", address.rfind('/')), address.size()));
-  return address.append("-RESTORE-").append(std::to_string(platform::clock().now())).append(kExtension);
+  address.append("-RESTORE-");
+  std::string name;
+  for (std::int64_t seconds = platform::clock().now(); name.empty() || IsTaken(name); ++seconds) {
+    name = address + std::to_string(seconds);
+    name.append(kExtension);
+  }
+  return name;
 }
 
 std::string StagingBlob(const md_metadata& target) {
@@ -66,6 +79,8 @@ Status OpenRestoredDisk(const FunctionLog& log, aapi_object_s& object) {
   if (object.is_managed) {
     azurestackpi_get_md_metadata(path, object.target);
     uri = StagingBlob(object.target);
+    // Made by an earlier try, perhaps one whose answer was lost: told before all of it is written once more.
+    status = IsManagedDiskThere(object.server->server_name, object.target) ? kInternalError : kOk;
   } else {
     status = PlaceUnmanaged(log, path, uri);
   }

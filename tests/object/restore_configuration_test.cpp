@@ -62,6 +62,8 @@ TEST_F(RestoreTest, MetadataObjectsMakeTheMachinesConfiguration) {
   EXPECT_TRUE(made.m_flag);
   EXPECT_EQ(Ask(vm + "/Metadata"), kOk);
   EXPECT_EQ(Ask("/Metadata/Size=x"), kInvalidArgument) << "of no machine";
+  EXPECT_EQ(Ask(vm + "/Metadata/Size=\xff"), kInvalidArgument) << "no request could hold it";
+  EXPECT_EQ(made.m_vm_size, "Standard_A1");
 }
 
 struct TargetCase {

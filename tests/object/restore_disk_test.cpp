@@ -89,11 +89,14 @@ TEST_F(RestoreTest, WhatNoDiskHasIsRefusedBeforeAnythingIsMade) {
     SCOPED_TRACE(c.what);
     ASSERT_EQ(Ask(PathOf(original)), kNotFoundYet);
     const std::size_t requests = proxy.requests().size();
-    const Status status = Restore(PathOf(original), c.bytes, 100);
-    EXPECT_EQ(status, c.bytes == cases[3].bytes ? kOperationFailed : kInvalidArgument);
+    EXPECT_EQ(Restore(PathOf(original), c.bytes, 100), kInvalidArgument);
     EXPECT_EQ(proxy.requests().size(), requests);
     EXPECT_FALSE(FindRestoredDisk(PathOf(original))->complete);
   }
+  // A damaged entry is refused as it comes, however long the table is said to be.
+  const std::string long_table = Changed(Changed(Changed(image, kCount, 1U << 30U), kSize, 1ULL << 40U), kOffset2, 600);
+  EXPECT_EQ(Restore(PathOf(original), long_table.substr(0, (kOffset2 + 2) * sizeof(std::uint64_t)), 13),
+            kInvalidArgument);
   EXPECT_EQ(Restore(PathOf(original), image + std::string(512, 'x')), kInvalidArgument) << "data behind the last range";
   EXPECT_EQ(BlobNames(original.container), Texts{});
 }
@@ -116,10 +119,14 @@ TEST_F(RestoreTest, AStreamClosedEarlyLeavesNothingAndCanBeWrittenAgain) {
   EXPECT_EQ(vm_recovery_map().at("/" + subscription + "/Data_RG.1/DB-01").size(), 1U);
   EXPECT_EQ(BlobNames(original.container).size(), 1U);
   // What is there is never overwritten, nor deleted by another who wanted its name.
-  EXPECT_EQ(Restore(PathOf(original), image), kInternalError);
+  std::string& name = FindRestoredDisk(PathOf(original))->name;
+  const sim::Blob first{account, original.container, name.substr(name.rfind('/') + 1)};
+  name.clear();  // the second try takes the first one's name
+  clock.advance(std::stol(first.name.substr(first.name.rfind('-') + 1)) - clock.now());
+  EXPECT_EQ(Restore(PathOf(original), MakeImage(512, {})), kInternalError);
   EXPECT_TRUE(TellsError("its first blob stays: "));
-  ASSERT_EQ(BlobNames(original.container).size(), 1U);
-  EXPECT_TRUE(ImageOfBlob({account, original.container, BlobNames(original.container)[0]}) == image);
+  EXPECT_EQ(BlobNames(original.container), Texts{first.name});
+  EXPECT_TRUE(ImageOfBlob(first) == image);
 }
 
 TEST_F(RestoreTest, AHandleOfARestoreIsForWritingAndTellsWhatItHas) {
@@ -134,7 +141,8 @@ TEST_F(RestoreTest, AHandleOfARestoreIsForWritingAndTellsWhatItHas) {
   for (const Case& c :
        {Case{vm + "/Metadata/Size=x", kOk}, Case{vm + "/Metadata/Vnet=net", kOk}, Case{PathOf(original), kOk},
         Case{PathOf(original) + "/", kOk}, Case{vm + "/a/b/c/d", kInvalidArgument}, Case{vm, kInvalidObject},
-        Case{"", kInvalidObject}, Case{vm + "/Metadata/Foo=x", kInvalidObject}}) {
+        Case{"", kInvalidObject}, Case{vm + "/Metadata/Foo=x", kInvalidObject},
+        Case{PathOf(original) + "\xff", kInvalidArgument}, Case{vm + "/Metadata/Size=\xc3(", kInvalidArgument}}) {
     SCOPED_TRACE(c.path);
     for (const bool create : {false, true}) {
       aapi_object_t* object = nullptr;
@@ -191,6 +199,42 @@ TEST_F(RestoreTest, ADiskCountsByItsNewestBlobAndIsTakenBackWhenTheServerCloses)
   EXPECT_EQ(BlobNames(original.container).size(), 1U) << "written, but never closed";
 }
 
+// Names of data disks differ at their end, and a name is cut; a disk that was restored before loses its suffix.
+TEST_F(RestoreTest, DisksOfOneSecondDoNotMeet) {
+  StartRestore({{"STAGING_STORAGE_ACCOUNTS", account}});
+  const sim::Blob first = NewContainer("disk.vhd");
+  const sim::Blob second{first.account, first.container, "disk-RESTORE-5.vhd"};
+  const std::string base(80 - own_name.size() - 1, 'n');
+  Texts names;
+  for (const std::string& path : {ManagedPath(base + "1"), ManagedPath(base + "2"), PathOf(first), PathOf(second)}) {
+    ASSERT_EQ(Restore(path, ImageOf("web-01-os", {{{0, 8192}}})), kOk) << log.text();
+    names.push_back(FindRestoredDisk(path)->name);
+    EXPECT_LE(names.back().size() - names.back().rfind('/'), 81U);
+  }
+  EXPECT_NE(names[0], names[1]);
+  EXPECT_NE(names[2], names[3]);
+}
+
+TEST_F(RestoreTest, AnImportWithoutCredentialsLeavesNoBlob) {
+  StartRestore({{"STAGING_STORAGE_ACCOUNTS", account}});
+  const std::string path = ManagedPath("os");
+  ASSERT_EQ(Ask(path), kNotFoundYet);
+  aapi_object_t* object = nullptr;
+  ASSERT_EQ(table->create_object(server, path.c_str(), nullptr, &object), kOk);
+  const std::string stream = ImageOf("web-01-os", {});
+  std::uint64_t count = 0;
+  ASSERT_EQ(table->write_object(object, stream.data(), stream.size(), 0, &count), kOk);
+  EXPECT_EQ(BlobNames("vhds", own_name).size(), 1U);
+  std::string credentials;
+  for (const auto& [key, value] : AadSetup().credentials) {
+    credentials += key == "IdentityProvider" ? "" : key + "=" + value + "\n";
+  }
+  folder.write_file("credentials", credentials);
+  EXPECT_EQ(table->close_object(object), kParameterNotFound);
+  EXPECT_TRUE(TellsError("the login's settings cannot be read")) << log.text();
+  EXPECT_EQ(BlobNames("vhds", own_name), Texts{});
+}
+
 TEST_F(RestoreTest, AManagedDiskIsMadeOfItsBlobWhichThenGoes) {
   StartRestore({{"STAGING_STORAGE_ACCOUNTS", "nobody's " + account}});
   const std::string path = ManagedPath("os");
@@ -213,8 +257,11 @@ TEST_F(RestoreTest, AManagedDiskIsMadeOfItsBlobWhichThenGoes) {
                                R"("properties":{"vmId":"1","storageProfile":{"osDisk":{"osType":"Linux","name":"o",)"
                                R"("managedDisk":{"id":"/subscriptions/s/resourceGroups/g/disks/o"}}}}}}]})"),
             kOk);
+  const std::size_t blob_requests = proxy.requests().size();
   ASSERT_EQ(Restore(path, stream), kInternalError) << "a disk that is there is left alone";
-  EXPECT_FALSE(FindRestoredDisk(path)->complete);
+  EXPECT_TRUE(TellsError("is there already"));
+  EXPECT_EQ(proxy.requests().size(), blob_requests) << "all of it was written before that was found";
+  EXPECT_TRUE(FindRestoredDisk(path)->complete) << "it is what the first try made";
   EXPECT_EQ(FindRestoredDisk(path)->name, first.name);
   const std::string other = ManagedPath("data");
   simulator.clear_requests();
