@@ -22,11 +22,6 @@ sim::Options OverProxy(const sim::World& world, std::uint16_t port) {
   return options;
 }
 
-template <typename Value>
-void Append(std::string& bytes, Value value) {
-  bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));
-}
-
 }  // namespace
 
 sim::World SmallWorld() {
@@ -37,6 +32,35 @@ sim::World SmallWorld() {
   groups[kWebGroup].disks["web-01-data"].content.emplace();
   groups[kDbGroup].machines["DB-01"].os_disk.content = {{{8192, 4096}, {64 * kMiB, 5 * kMiB}, {kGiB - 4096, 4096}}};
   return world;
+}
+
+void AddRange(Ranges& ranges, std::int64_t offset, const std::string& bytes) {
+  const auto at = static_cast<std::uint64_t>(offset);
+  const bool touches = !ranges.empty() && ranges.rbegin()->first + ranges.rbegin()->second.size() == at;
+  (touches ? ranges.rbegin()->second : ranges[at]) += bytes;
+}
+
+std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges) {
+  std::string table;
+  std::string data;
+  const auto append = [&table](std::uint64_t word) {
+    table.append(reinterpret_cast<const char*>(&word), sizeof(word));
+  };
+  std::uint64_t allocated = 0;
+  for (const auto& [offset, bytes] : ranges) {
+    allocated += bytes.size();
+  }
+  const std::uint64_t metadata = 40 + 16 * ranges.size();
+  const std::uint64_t padding = 131072 - metadata % 131072;
+  for (const std::uint64_t word : {metadata, disk_size, allocated, std::uint64_t{ranges.size()}, padding}) {
+    append(word);
+  }
+  for (const auto& [offset, bytes] : ranges) {
+    append(offset);
+    append(bytes.size());
+    data += bytes;
+  }
+  return table.append(padding, '\0').append(data);
 }
 
 BackupTest::BackupTest() : BackupTest(SmallWorld()) {}
@@ -162,32 +186,12 @@ sim::Blob BackupTest::NewContainer(const std::string& blob_name) {
 }
 
 std::string BackupTest::ImageOf(const std::string& disk_name, const sim::DiskContent& content) {
-  std::vector<sim::ByteRange> ranges;
-  std::string data;
-  const auto add = [&](const sim::ByteRange& range, const std::string& bytes) {
-    data += bytes;
-    if (!ranges.empty() && ranges.back().offset + ranges.back().size == range.offset) {
-      ranges.back().size += range.size;
-    } else {
-      ranges.push_back(range);
-    }
-  };
+  Ranges ranges;
   for (const sim::ByteRange& range : sim::data_ranges(content, kGiB)) {
-    add(range, sim::disk_data(disk_name, range.offset, range.size));
+    AddRange(ranges, range.offset, sim::disk_data(disk_name, range.offset, range.size));
   }
-  add({kGiB, sim::vhd_footer_size}, sim::vhd_footer(disk_name, kGiB));
-  const std::uint64_t metadata = 40 + 16 * ranges.size();
-  const std::uint64_t padding = 131072 - metadata % 131072;
-  std::string bytes;
-  for (const std::uint64_t word : {metadata, static_cast<std::uint64_t>(kGiB + sim::vhd_footer_size),
-                                   static_cast<std::uint64_t>(data.size()), ranges.size(), padding}) {
-    Append(bytes, word);
-  }
-  for (const sim::ByteRange& range : ranges) {
-    Append(bytes, range.offset);
-    Append(bytes, range.size);
-  }
-  return bytes + std::string(padding, '\0') + data;
+  AddRange(ranges, kGiB, sim::vhd_footer(disk_name, kGiB));
+  return MakeImage(kGiB + sim::vhd_footer_size, ranges);
 }
 
 std::string BackupTest::ImageOfDisk(const std::string& disk_name) const {
@@ -236,15 +240,16 @@ sim::Blob BackupTest::Vhd() const {
   return *small_world.subscriptions[0].resource_groups.at(kDbGroup).machines.at("DB-01").os_disk.vhd;
 }
 
-azurestoragewrapper::BlobClient BackupTest::VhdClient(const std::string& name) const {
-  const std::string connection = "DefaultEndpointsProtocol=http;AccountName=" + Vhd().account +
-                                 ";AccountKey=" + azurite::key(Vhd().account) +
-                                 ";EndpointSuffix=local.azurestack.localhost:" + std::to_string(azurite::port());
-  return {azurestoragewrapper::BlobAccess(connection, Vhd().container, name), {}};
+azurestoragewrapper::BlobClient BackupTest::ClientOf(const std::string& container, const std::string& name) const {
+  const std::string account = Vhd().account;
+  const std::string connection = "DefaultEndpointsProtocol=http;AccountName=" + account +
+                                 ";AccountKey=" + azurite::key(account) + ";EndpointSuffix=" + world.region + "." +
+                                 world.domain + ":" + std::to_string(azurite::port());
+  return {azurestoragewrapper::BlobAccess(connection, container, name), {}};
 }
 
 Texts BackupTest::BlobSnapshots() {
-  azurestoragewrapper::BlobClient client = VhdClient("");
+  azurestoragewrapper::BlobClient client = ClientOf(Vhd().container, "");
   auto items = azurestoragewrapper::list_blobs(client, Vhd().name, "").items;
   std::sort(items.begin(), items.end(),
             [](const auto& left, const auto& right) { return left.snapshot < right.snapshot; });
@@ -262,7 +267,7 @@ Texts BackupTest::BlobSnapshots() {
 }
 
 void BackupTest::MakeBlobSnapshot(const std::string& snapid, const std::string& snapkey) {
-  azurestoragewrapper::BlobClient client = VhdClient(Vhd().name);
+  azurestoragewrapper::BlobClient client = ClientOf(Vhd().container, Vhd().name);
   static_cast<void>(azurestoragewrapper::snapshot_blob(client, {{"snapid", snapid}, {"snapkey", snapkey}}));
   static_cast<void>(BlobSnapshots());  // two of one millisecond would have one name
 }

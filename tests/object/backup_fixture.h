@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,14 @@ inline constexpr std::int64_t kGiB = 1 << 30;
 /// The demonstration world: web-01 with managed disks, the OS disk's ranges longer than a read-ahead and touching each
 /// other, the data disk empty but for its footer; DB-01 with an unmanaged one.
 sim::World SmallWorld();
+
+/// The data of each range of a disk, by its offset.
+using Ranges = std::map<std::uint64_t, std::string>;
+/// Behind all that there are, in one range with the last when they touch.
+void AddRange(Ranges& ranges, std::int64_t offset, const std::string& bytes);
+
+/// A disk's stream: of a disk of that size that holds those ranges.
+std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges);
 
 /// Constructed before the simulator, which finds the blob service behind it.
 struct ProxyBase {
@@ -85,6 +94,9 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   /// The blob of DB-01's disk.
   sim::Blob Vhd() const;
 
+  /// Of a blob, or a container, in the account of DB-01's disk.
+  azurestoragewrapper::BlobClient ClientOf(const std::string& container, const std::string& name) const;
+
   using ProxyBase::proxy;
   const sim::World small_world;
   const std::string subscription;
@@ -96,8 +108,6 @@ class BackupTest : private ProxyBase, public transport_test::OpenServer {
   std::string image;
 
  private:
-  azurestoragewrapper::BlobClient VhdClient(const std::string& name) const;
-
   int discoveries_ = 0;
 };
 

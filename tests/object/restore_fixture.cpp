@@ -4,29 +4,6 @@
 
 namespace backup_test {
 
-std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges) {
-  std::string table;
-  std::string data;
-  const auto append = [&table](std::uint64_t word) {
-    table.append(reinterpret_cast<const char*>(&word), sizeof(word));
-  };
-  std::uint64_t allocated = 0;
-  for (const auto& [offset, bytes] : ranges) {
-    allocated += bytes.size();
-  }
-  const std::uint64_t metadata = 40 + 16 * ranges.size();
-  const std::uint64_t padding = 131072 - metadata % 131072;
-  for (const std::uint64_t word : {metadata, disk_size, allocated, std::uint64_t{ranges.size()}, padding}) {
-    append(word);
-  }
-  for (const auto& [offset, bytes] : ranges) {
-    append(offset);
-    append(bytes.size());
-    data += bytes;
-  }
-  return table.append(padding, '\0').append(data);
-}
-
 std::string Data(std::size_t size, unsigned seed) {
   std::string bytes(size, '\0');
   std::uint32_t state = seed;
@@ -79,13 +56,6 @@ std::string RestoreTest::ManagedPath(const std::string& disk) const {
   return "/" + subscription + "/web-rg/web-01/ManagedDisks:Premium_LRS/web-rg/" + own_name + disk;
 }
 
-azurestoragewrapper::BlobClient RestoreTest::ClientOf(const std::string& container, const std::string& name) const {
-  const std::string connection = "DefaultEndpointsProtocol=http;AccountName=" + account +
-                                 ";AccountKey=" + azurite::key(account) + ";EndpointSuffix=" + world.region + "." +
-                                 world.domain + ":" + std::to_string(azurite::port());
-  return {azurestoragewrapper::BlobAccess(connection, container, name), {}};
-}
-
 Texts RestoreTest::BlobNames(const std::string& container, const std::string& prefix) {
   azurestoragewrapper::BlobClient client = ClientOf(container, "");
   Texts names;
@@ -103,14 +73,7 @@ void RestoreTest::RemoveBlob(const std::string& container, const std::string& na
 std::string RestoreTest::ImageOfBlob(const sim::Blob& blob) {
   Ranges ranges;
   for (const sim::ByteRange& range : blob_client.ranges(blob)) {
-    const std::string bytes = blob_client.read(blob, range.offset, range.size);
-    const bool touches = !ranges.empty() && ranges.rbegin()->first + ranges.rbegin()->second.size() ==
-                                                static_cast<std::uint64_t>(range.offset);
-    if (touches) {
-      ranges.rbegin()->second += bytes;
-    } else {
-      ranges.emplace(range.offset, bytes);
-    }
+    AddRange(ranges, range.offset, blob_client.read(blob, range.offset, range.size));
   }
   return MakeImage(static_cast<std::uint64_t>(blob_client.size_of(blob)), ranges);
 }

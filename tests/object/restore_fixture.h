@@ -1,18 +1,11 @@
 // A host that gives objects back in restore sessions of the demonstration world.
 #pragma once
 
-#include <map>
 #include <string>
 
 #include "tests/object/backup_fixture.h"
 
 namespace backup_test {
-
-/// The data of each range of a disk, by its offset.
-using Ranges = std::map<std::uint64_t, std::string>;
-
-/// A disk's stream: of a disk of that size that holds those ranges.
-std::string MakeImage(std::uint64_t disk_size, const Ranges& ranges);
 
 /// Bytes that differ from place to place and are nowhere a page of zeros.
 std::string Data(std::size_t size, unsigned seed = 1);
@@ -48,9 +41,6 @@ class RestoreTest : public BackupTest {
 
   const std::string account = Vhd().account;
   const std::string own_name = azurite::new_container_name();  // of disks that no other test has
-
- private:
-  azurestoragewrapper::BlobClient ClientOf(const std::string& container, const std::string& name) const;
 };
 
 }  // namespace backup_test

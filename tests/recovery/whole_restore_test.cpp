@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
-#include <optional>
-#include <set>
 
 #include "src/object/object_path.h"
 #include "tests/object/restore_fixture.h"
@@ -40,8 +38,8 @@ class WholeRestore : public backup_test::RestoreTest {
     return objects;
   }
 
-  /// Gives the objects back, metadata first, each key that is named with that value; the path that recovers then.
-  std::string WriteBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
+  /// Gives the objects back, metadata first, each key that is named with that value. The status of the recovery.
+  Status GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
     StartRestore({{"STAGING_STORAGE_ACCOUNTS", account}});
     std::string last;
     for (const bool metadata : {true, false}) {
@@ -54,24 +52,7 @@ class WholeRestore : public backup_test::RestoreTest {
         last = azurestackpi::azurestackpi_is_last_metafile(path) ? path : last;
       }
     }
-    return last;
-  }
-
-  /// The same with the recovery, whose status it is.
-  Status GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
-    const std::string last = WriteBack(objects, values);  // opens a server of its own
     return table->set_object_utimes(server, last.c_str());
-  }
-
-  /// Names of the machines, interfaces and addresses of DB-01's group.
-  std::set<std::string> Made() const {
-    const sim::World now = simulator.world();
-    const sim::ResourceGroup& group = now.subscriptions[0].resource_groups.at("Data_RG.1");
-    std::set<std::string> names;
-    for (const auto& [name, machine] : group.machines) names.insert(name);
-    for (const auto& [name, nic] : group.nics) names.insert(name);
-    for (const auto& [name, address] : group.public_addresses) names.insert(name);
-    return names;
   }
 
   void DeleteMachine(const std::string& group, const std::string& name) {
@@ -141,42 +122,6 @@ TEST_F(WholeRestore, OfAMachineWithVhds) {
   EXPECT_NE(made.os_disk.vhd, original.os_disk.vhd);
   EXPECT_EQ(Content(made.os_disk), Content(original.os_disk));
   EXPECT_EQ(made.boot_diagnostics.has_value(), original.boot_diagnostics.has_value());
-}
-
-TEST_F(WholeRestore, EachRequestOfARecoveryFailsInTurn) {
-  const std::vector<Object> objects = BackUp(db);
-  const sim::Machine original = Machine("Data_RG.1", "DB-01");
-  int round = 0;
-  const auto recover = [&](const std::optional<sim::FaultAction>& fault, std::uint64_t n) {
-    const std::string name = "DB-" + std::to_string(++round);
-    const std::string last = WriteBack(objects, {{"VmName", name}});
-    const std::set<std::string> before = Made();
-    simulator.clear_requests();
-    log.clear();
-    if (fault) simulator.add_fault({"", "", n, 1, *fault});
-    const Status status = table->set_object_utimes(server, last.c_str());
-    const bool whole = Machine("Data_RG.1", name).os_disk.vhd.has_value();
-    EXPECT_TRUE(whole || status != azurestackpi::kOk);
-    EXPECT_TRUE(status == azurestackpi::kOk || status == 6614 || status == 6789 || status == 6793 || status == 6794)
-        << status;
-    EXPECT_TRUE(status == azurestackpi::kOk || TellsError("is not recovered: " + std::to_string(status)));
-    EXPECT_TRUE(status == azurestackpi::kOk || !whole || TellsError("not known whether it is there now") ||
-                TellsError(" was made, but ") || TellsError("another operation is in progress"));
-    for (const std::string& made : Made()) {
-      EXPECT_TRUE(whole || before.count(made) != 0 || TellsError(made)) << made << " is left, and no line says so";
-    }
-    EXPECT_EQ(Machine("Data_RG.1", "DB-01").os_disk.vhd, original.os_disk.vhd);
-    clock.advance(1);
-    return status;
-  };
-  ASSERT_EQ(recover({}, 0), azurestackpi::kOk) << log.text();
-  const std::size_t count = simulator.requests().size();
-  ASSERT_GT(count, 6U);
-  for (std::uint64_t n = 1; n <= count; ++n) {
-    SCOPED_TRACE(n);
-    recover(sim::AnswerWith{{.status = 403, .body = R"({"error":{"code":"No"}})"}}, n);
-    recover(sim::LoseAnswer{}, n);
-  }
 }
 
 // What the process holds: connections are descriptors, too.
