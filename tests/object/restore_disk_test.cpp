@@ -227,7 +227,9 @@ TEST_F(RestoreTest, AnImportWithoutCredentialsLeavesNoBlob) {
   EXPECT_EQ(BlobNames("vhds", own_name).size(), 1U);
   std::string credentials;
   for (const auto& [key, value] : AadSetup().credentials) {
-    credentials += key == "IdentityProvider" ? "" : key + "=" + value + "\n";
+    if (key != "IdentityProvider") {
+      credentials.append(key).append("=").append(value).append("\n");
+    }
   }
   folder.write_file("credentials", credentials);
   EXPECT_EQ(table->close_object(object), kParameterNotFound);
