@@ -18,11 +18,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 void print_lines(const Console& console, const BackupOutcome& outcome, const LogFile& log) {
-  for (const Warning& warning : outcome.warnings) console.print_error(lines_of(warning, "warning: "));
-  if (outcome.error) {
-    console.print_error(lines_of({outcome.error->what, outcome.error->next}, "backup failed: ") +
-                        "  Log: " + printable(log.path()) + "\n");
-  }
+  for (const Warning& warning : outcome.warnings) console.print_error(warning_lines(warning));
+  if (outcome.error) console.print_error(error_lines("backup", *outcome.error, log.path()));
   if (!outcome.error || !outcome.machines.empty()) console.print(summary_lines(outcome));
 }
 
@@ -58,8 +55,7 @@ void tell(const Console& console, const BackupOutcome& outcome, const BackupOpti
     return;
   }
   const Json report = as_json(outcome, options, restic, log);
-  console.print(options.events ? end_event_line(report)
-                               : report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+  console.print(options.events ? end_event_line(report) : report_text(report));
 }
 
 ExitCode run(BackupOptions options) {
@@ -67,10 +63,10 @@ ExitCode run(BackupOptions options) {
   if (options.workload.empty()) options.selections = read_selections(options.selections);
   const Restic restic = options.repository.open();
   const Secret login = read_login(options.common.login);
-  LogFile log(options.common.log_file.empty() ? default_log_path() : options.common.log_file, options.common.verbosity);
+  LogFile log(options.common.log_path(), options.common.verbosity);
   const InterruptGuard guard;
   const Console console(log.descriptor());
-  const BackupOutcome outcome = run_backup(options, login, log, console, restic);
+  const BackupOutcome outcome = run_backup(options, {login, log, console, restic});
   tell(console, outcome, options, restic, log);
   return backup_code(outcome);
 }

@@ -16,8 +16,6 @@ std::string line_of(const char* event, const Json& members) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
 std::string read_text(const Json& text) { return text.is_null() ? "" : text.get<std::string>(); }
 
 std::vector<Warning> read_warnings(const Json& array) {
@@ -86,11 +84,6 @@ Json machine_json(const MachineResult& result) {
               {"warnings", warnings_json(result.warnings)}};
   for (const SavedDisk& disk : result.disks) object["disks"].push_back(disk_json(disk));
   return object;
-}
-
-Json error_json(const std::optional<Finding>& error) {
-  if (!error) return {};
-  return {{"what", error->what}, {"next", error->next}, {"exit_code", static_cast<int>(error->code)}};
 }
 
 }  // namespace host

@@ -36,8 +36,7 @@ std::string end_event_line(const nlohmann::ordered_json& report);
 /// Throws EventError.
 BackupEvent read_event(std::string_view line);
 
-/// Members of a report.
+/// A member of a report.
 nlohmann::ordered_json machine_json(const MachineResult& result);
-nlohmann::ordered_json error_json(const std::optional<Finding>& error);
 
 }  // namespace host

@@ -1,27 +1,23 @@
 #include "host/backup_run.h"
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 #include "host/backup_events.h"
+#include "host/backup_id.h"
 #include "host/backup_jobs.h"
 #include "host/interrupt.h"
 #include "host/plugin.h"
 #include "host/private_config.h"
 #include "host/private_folder.h"
-#include "host/selection.h"
-#include "host/status_text.h"
+#include "host/snapshot_sweep.h"
 #include "host/workload_file.h"
 
 namespace host {
 
 namespace {
 
-Finding interruption() {
-  return {Stage::azure_stack, ExitCode::failed, "stopped by a signal; what was open is closed",
-          "Run the backup again; what is stored already is not stored twice."};
-}
+constexpr const char* after_signal = "Run the backup again; what is stored already is not stored twice.";
 
 ProgressStyle progress_style(const BackupOptions& options) {
   if (options.events) return ProgressStyle::events;
@@ -42,36 +38,27 @@ void add_once(std::vector<Warning>& warnings, const Warning& warning) {
 /// Its steps fill the outcome.
 class Backup {
  public:
-  Backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console, const Restic& restic)
+  Backup(const BackupOptions& options, const RunTools& tools)
       : options_(options),
-        login_(login),
-        log_(log),
-        console_(console),
-        restic_(restic),
-        progress_(console, progress_style(options)),
+        tools_(tools),
+        progress_(tools.console, progress_style(options)),
         server_name_(options.common.server_name()),
         config_(stream_setting(options.jobs), options.common.config) {}
 
   BackupOutcome run() {
     warn_of_store(outcome_.warnings, options_.common.credentials);
-    try {
-      prepare_repository();
-      const Plugin plugin(options_.common.plugin.empty() ? default_plugin_path() : options_.common.plugin);
-      if (options_.workload.empty()) {
-        back_up_selections(plugin);
-      } else {
-        back_up_file(plugin);
-      }
-    } catch (const ResticError& error) {
-      fail({Stage::azure_stack, ExitCode::repository, error.what(),
-            "Check --repo and its password; --init makes a new repository."});
-    } catch (const PluginError& error) {
-      fail(judge_plugin(error));
-    } catch (const WorkloadError& error) {
-      fail({Stage::azure_stack, ExitCode::failed, error.what(), "Discover again."});
-    } catch (const Interrupted&) {
-      fail(interruption());
-    }
+    const auto failure = finding_of(
+        [&] {
+          prepare_repository();
+          const Plugin plugin(options_.common.plugin_path());
+          if (options_.workload.empty()) {
+            back_up_selections(plugin);
+          } else {
+            back_up_file(plugin);
+          }
+        },
+        after_signal);
+    if (failure) fail(*failure);
     return std::move(outcome_);
   }
 
@@ -81,7 +68,7 @@ class Backup {
   // Before anything is asked of the cloud: snapshots that nobody can store would be in vain.
   void prepare_repository() const {
     try {
-      restic_.open();
+      tools_.restic.open();
     } catch (const ResticError&) {
       if (!options_.init || !initialized()) throw;
     }
@@ -89,10 +76,10 @@ class Backup {
 
   bool initialized() const {
     try {
-      restic_.init();
+      tools_.restic.init();
       return true;
     } catch (const ResticError& error) {
-      log_.write(AAPI_LOG_ERROR, error.what());
+      tools_.log.write(AAPI_LOG_ERROR, error.what());
       return false;
     }
   }
@@ -101,31 +88,32 @@ class Backup {
     return {kind, config_.path(), options_.common.credentials, &stop_when_interrupted};
   }
 
-  // A discovery may have taken snapshots before it failed; they go as those of a whole one do.
+  // A discovery may have taken snapshots before it failed or was stopped; they go as those of a whole one do.
   void back_up_selections(const Plugin& plugin) {
     const PrivateFolder folder("");
-    outcome_.backup_id = std::to_string(std::time(nullptr));
+    const BackupId id;
+    outcome_.backup_id = id.text();
     DiscoveryOutcome found = discover(plugin, folder.path());
     outcome_.warnings.insert(outcome_.warnings.end(), found.warnings.begin(), found.warnings.end());
     const auto* finding = std::get_if<Finding>(&found.result);
-    if (finding != nullptr) {
-      fail(*finding);
-      if (finding->code == ExitCode::failed) finish(plugin);
-      return;
-    }
-    outcome_.discovery = std::get<Discovery>(std::move(found.result));
     try {
-      back_up_files(plugin, workload_files(folder.path()));
+      check_interrupt();
+      if (finding != nullptr) {
+        fail(*finding);
+      } else {
+        outcome_.discovery = std::get<Discovery>(std::move(found.result));
+        back_up_files(plugin, workload_files(folder.path()));
+      }
     } catch (const std::exception&) {  // such as output that nobody reads any more
       finish(plugin);
       throw;
     }
-    finish(plugin);
+    if (finding == nullptr || finding->code == ExitCode::failed) finish(plugin);  // else nothing can be reached
   }
 
   DiscoveryOutcome discover(const Plugin& plugin, const std::string& folder) const {
-    Session session(plugin, settings(AAPI_SESSION_DISCOVERY), log_, is_discovery_evidence);
-    return run_discovery(session, {server_name_, options_.selections, folder, outcome_.backup_id}, login_);
+    Session session(plugin, settings(AAPI_SESSION_DISCOVERY), tools_.log, is_discovery_evidence);
+    return run_discovery(session, {server_name_, options_.selections, folder, outcome_.backup_id}, tools_.login);
   }
 
   void back_up_files(const Plugin& plugin, const std::vector<std::string>& files) {
@@ -144,44 +132,42 @@ class Backup {
 
   template <typename Body>
   void with_server(const Plugin& plugin, const Body& body) {
-    Session session(plugin, settings(AAPI_SESSION_BACKUP), log_);
+    Session session(plugin, settings(AAPI_SESSION_BACKUP), tools_.log);
     std::optional<Server> server;
-    if (auto refused = open_server(server, session, server_name_, login_)) {
+    if (auto refused = open_server(server, session, server_name_, tools_.login)) {
       fail(std::move(*refused));
     } else {
-      body(BackupTools{session, *server, server_name_, restic_, progress_});
+      body(BackupTools{session, *server, server_name_, tools_.restic, progress_});
     }
   }
 
   // After a signal what is left of the backup is not tried, but its end is done as ever: the snapshots have to go.
   void back_up_all(const BackupTools& tools, const std::vector<MachineWork>& work) {
-    try {
-      for (const MachineWork& machine : work) {
-        if (machine.machine.path.empty()) {
-          query_folders(tools, machine);
-        } else if (!is_refused(machine.machine.path)) {
-          add(back_up_machine(tools, machine));
-        }
-      }
-      check_interrupt();  // the signal that stopped the plug-in in the last machine
-    } catch (const Interrupted&) {
-      fail(interruption());
-      add_untried(work, interruption());
-    }
+    const auto stopped = finding_of(
+        [&] {
+          for (const MachineWork& machine : work) {
+            if (machine.machine.path.empty()) {
+              query_folders(tools, machine);
+            } else if (!is_refused(machine.machine.path)) {
+              add(back_up_machine(tools, machine));
+            }
+          }
+          check_interrupt();  // the signal that stopped the plug-in in the last machine
+        },
+        after_signal);
+    if (!stopped) return;
+    fail(*stopped);
+    add_untried(work, *stopped);
   }
 
   // What a job did not get to, or was at when it was killed, is not protected; the others are not touched by it.
   void back_up_in_jobs(const std::vector<std::string>& files) {
-    JointProgress progress(console_, !options_.has_lines());
+    JointProgress progress(tools_.console, !options_.has_lines());
     const auto ends =
         run_jobs(job_command(options_.common, options_.repository.access), files, progress, [&](MachineResult result) {
           if (!is_refused(result.machine)) add(std::move(result));
         });
-    try {
-      check_interrupt();
-    } catch (const Interrupted&) {
-      fail(interruption());
-    }
+    if (const auto stopped = finding_of(check_interrupt, after_signal)) fail(*stopped);
     for (std::size_t at = 0; at < files.size(); ++at) take_end(ends[at], read_machine_work({files[at]}));
   }
 
@@ -199,9 +185,9 @@ class Backup {
 
   void add(MachineResult result) {
     if (options_.events) {
-      console_.print(event_line(result));
+      tools_.console.print(event_line(result));
     } else if (!options_.common.json) {
-      console_.print(machine_lines(result));
+      tools_.console.print(machine_lines(result));
     }
     outcome_.machines.push_back(std::move(result));
   }
@@ -225,22 +211,26 @@ class Backup {
   }
 
   void finish(const Plugin& plugin) {
-    with_server(plugin, [&](const BackupTools& tools) { finish(tools.server); });
-  }
-
-  void finish(const Server& server) {
-    const std::uint32_t status =
-        server.entry().postprocess(server.handle(), joined(options_.selections).c_str(), outcome_.backup_id.c_str());
-    if (status == AAPI_OK) return;
-    outcome_.warnings.push_back({"snapshots of this backup may be left: " + status_text(status),
-                                 "Run: azsbackup finish --snapshot " + outcome_.backup_id + " SELECTION..."});
+    const PrivateConfig config(sweep_of_backup, config_.path());
+    SessionSettings with_sweep = settings(AAPI_SESSION_BACKUP);
+    with_sweep.config_path = config.path();
+    const SweepOutcome swept =
+        sweep_snapshots(plugin, {server_name_, std::move(with_sweep), options_.selections, outcome_.backup_id},
+                        tools_.login, tools_.log);
+    const std::string next = "Run: azsbackup finish --snapshot " + outcome_.backup_id + " SELECTION...";
+    if (swept.error) {
+      outcome_.warnings.push_back({"snapshots of this backup may be left: " + swept.error->what, next});
+      return;
+    }
+    for (const LeftOut& failure : swept.found.failures) {
+      outcome_.warnings.push_back({"snapshots of this backup may be left: " + failure.what + ", " + failure.why, next});
+    }
+    const std::size_t left = swept.found.count(SnapshotState::failed);
+    if (left > 0) outcome_.warnings.push_back({std::to_string(left) + " of its snapshots could not be deleted", next});
   }
 
   const BackupOptions& options_;
-  const Secret& login_;
-  LogFile& log_;
-  const Console& console_;
-  const Restic& restic_;
+  const RunTools& tools_;
   Progress progress_;
   const std::string server_name_;
   const PrivateConfig config_;
@@ -249,9 +239,6 @@ class Backup {
 
 }  // namespace
 
-BackupOutcome run_backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console,
-                         const Restic& restic) {
-  return Backup(options, login, log, console, restic).run();
-}
+BackupOutcome run_backup(const BackupOptions& options, const RunTools& tools) { return Backup(options, tools).run(); }
 
 }  // namespace host

@@ -5,10 +5,8 @@
 #include <vector>
 
 #include "host/backup_text.h"
-#include "host/console.h"
-#include "host/log_file.h"
 #include "host/options.h"
-#include "host/secret.h"
+#include "host/run_tools.h"
 
 namespace host {
 
@@ -27,7 +25,6 @@ struct BackupOptions {
 
 /// A failure of any kind is in the outcome, except that output which cannot be written throws std::system_error and
 /// files that cannot be used UsageError. An InterruptGuard lives around it.
-BackupOutcome run_backup(const BackupOptions& options, const Secret& login, LogFile& log, const Console& console,
-                         const Restic& restic);
+BackupOutcome run_backup(const BackupOptions& options, const RunTools& tools);
 
 }  // namespace host

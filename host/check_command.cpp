@@ -135,7 +135,7 @@ ExitCode check_server(StepReport& report, Session& session, const std::string& n
 }
 
 ExitCode check(const CommonOptions& options, const Secret& login, LogFile& log, StepReport& report) {
-  const auto plugin = load_plugin(report, options.plugin.empty() ? default_plugin_path() : options.plugin);
+  const auto plugin = load_plugin(report, options.plugin_path());
   const bool config = check_file(report, step_config, options.config, Privacy::any);
   const bool credentials = check_file(report, step_credentials, options.credentials, Privacy::owner_only);
   if (!plugin || !config || !credentials) {
@@ -148,7 +148,7 @@ ExitCode check(const CommonOptions& options, const Secret& login, LogFile& log, 
 
 ExitCode run(const CommonOptions& options) {
   const Secret login = read_login(options.login);
-  LogFile log(options.log_file.empty() ? default_log_path() : options.log_file, options.verbosity);
+  LogFile log(options.log_path(), options.verbosity);
   const Console console(log.descriptor());
   StepReport report(console, options.json, {"check", options.server_name(), log.path()});
   return report.finish(check(options, login, log, report));

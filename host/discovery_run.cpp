@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "host/given_file.h"
-#include "host/printable.h"
 #include "host/selection.h"
 #include "host/status_text.h"
 #include "host/workload_file.h"
@@ -119,11 +118,6 @@ std::optional<Finding> open_server(std::optional<Server>& server, Session& sessi
                  status_advice(AAPI_E_SERVER_NAME)};
 }
 
-Finding judge_plugin(const PluginError& error) {
-  return {Stage::azure_stack, ExitCode::plugin, error.what(),
-          "Give the library's path with --plugin, and check that it and the libraries it needs are installed."};
-}
-
 std::vector<std::string> workload_files(const std::string& folder) {
   std::vector<std::string> files;
   for (const auto& file : std::filesystem::directory_iterator(folder)) files.push_back(file.path());
@@ -134,29 +128,6 @@ std::vector<std::string> workload_files(const std::string& folder) {
 void warn_of_store(std::vector<Warning>& warnings, const std::string& path) {
   if (path.empty() || !others_can_read(open_given_file(path))) return;
   warnings.push_back({path + " can be read by group or others", "Run: chmod 600 " + path});
-}
-
-std::string lines_of(const Warning& message, const char* kind) {
-  return "azsbackup: " + std::string(kind) + printable(message.what) + "\n  -> " + printable(message.next) + "\n";
-}
-
-nlohmann::ordered_json warnings_json(const std::vector<Warning>& warnings) {
-  auto array = nlohmann::ordered_json::array();
-  for (const Warning& warning : warnings) array.push_back({{"what", warning.what}, {"next", warning.next}});
-  return array;
-}
-
-const char* result_word(ExitCode code) {
-  switch (code) {
-    case ExitCode::ok:
-      return "ok";
-    case ExitCode::partial:
-      return "partial";
-    case ExitCode::nothing_found:
-      return "nothing found";
-    default:
-      return "failed";
-  }
 }
 
 }  // namespace host

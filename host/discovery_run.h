@@ -8,17 +8,11 @@
 #include <vector>
 
 #include "host/discovery_text.h"
-#include "host/errors.h"
+#include "host/outcome.h"
 #include "host/secret.h"
 #include "host/session.h"
 
 namespace host {
-
-/// Something that does not keep a command from its work but that an operator should see to.
-struct Warning {
-  std::string what;
-  std::string next;
-};
 
 /// What came of it: either the discovery, whole or in part, or why there is none.
 struct DiscoveryOutcome {
@@ -42,21 +36,10 @@ DiscoveryOutcome run_discovery(Session& session, const DiscoveryRequest& request
 std::optional<Finding> open_server(std::optional<Server>& server, Session& session, const std::string& name,
                                    const Secret& login);
 
-/// Why the plug-in could not be loaded, and what to do.
-Finding judge_plugin(const PluginError& error);
-
 /// The paths of the workload files of a folder, by name.
 std::vector<std::string> workload_files(const std::string& folder);
 
 /// Adds a warning when others can read the credentials store; an empty path: there is none. Throws UsageError.
 void warn_of_store(std::vector<Warning>& warnings, const std::string& path);
-
-/// The warning as lines for a terminal; kind stands before it ("warning: ").
-std::string lines_of(const Warning& message, const char* kind);
-
-nlohmann::ordered_json warnings_json(const std::vector<Warning>& warnings);
-
-/// "ok", "partial", "nothing found" or "failed".
-const char* result_word(ExitCode code);
 
 }  // namespace host

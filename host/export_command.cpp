@@ -10,10 +10,11 @@
 #include "host/backup_choice.h"
 #include "host/byte_text.h"
 #include "host/console.h"
-#include "host/discovery_run.h"
+#include "host/errors.h"
 #include "host/interrupt.h"
 #include "host/log_file.h"
 #include "host/options.h"
+#include "host/outcome.h"
 #include "host/printable.h"
 #include "host/progress.h"
 #include "host/restore_plan.h"
@@ -114,26 +115,16 @@ void write_file(const Restic& restic, const std::string& path, Export& result, P
 Export export_disk(const Restic& restic, const ExportOptions& options, const Console& console) {
   Export result;
   Progress progress(console, options.output.json);
-  const auto fail = [&](ExitCode code, const char* what, const char* next) {
-    result.error = Finding{Stage::azure_stack, code, what, next};
-  };
   try {
-    const FoundDisk found = find_disk(restic, options);
-    result.backup_id = found.entry.backup_id;
-    result.disk = read_record(restic, found);
-    write_file(restic, options.file, result, progress);
-  } catch (const ResticError& error) {
-    fail(ExitCode::repository, error.what(), "Check --repo and its password.");
-  } catch (const NotInRepository& error) {
-    fail(ExitCode::nothing_found, error.what(), "See azsbackup list and azsbackup show.");
-  } catch (const ManifestError& error) {
-    fail(ExitCode::failed, error.what(), "Run azsbackup verify.");
-  } catch (const DamagedStream& error) {
-    fail(ExitCode::failed, error.what(), "Export from an older backup; azsbackup verify tells which are whole.");
-  } catch (const Interrupted&) {
-    fail(ExitCode::failed, "stopped by a signal; no file is left", "Run the command again.");
+    result.error = finding_of([&] {
+      const FoundDisk found = find_disk(restic, options);
+      result.backup_id = found.entry.backup_id;
+      result.disk = read_record(restic, found);
+      write_file(restic, options.file, result, progress);
+    });
   } catch (const std::system_error& error) {
-    fail(ExitCode::failed, error.what(), "Check the room and the rights where the file is to be.");
+    result.error = Finding{Stage::azure_stack, ExitCode::failed, error.what(),
+                           "Check the room and the rights where the file is to be."};
   }
   progress.end();
   return result;
@@ -151,34 +142,31 @@ std::string lines_of_export(const Export& result, const std::string& file) {
 
 Json as_json(const Export& result, const ExportOptions& options, const Restic& restic, const LogFile& log) {
   const ExitCode code = result.error ? result.error->code : ExitCode::ok;
-  const auto& error = result.error;
-  const auto or_null = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
   return {{"command", "export"},
           {"repository", restic.name()},
           {"result", result_word(code)},
           {"exit_code", static_cast<int>(code)},
-          {"error", error ? Json{{"what", error->what}, {"next", error->next}} : Json()},
-          {"backup_id", or_null(result.backup_id)},
-          {"disk", or_null(result.disk.path)},
+          {"error", error_json(result.error)},
+          {"backup_id", text_or_null(result.backup_id)},
+          {"disk", text_or_null(result.disk.path)},
           {"file", options.file},
-          {"format", error ? Json() : Json(result.footer_problem.empty() ? "vhd" : "raw")},
-          {"footer_problem", or_null(result.footer_problem)},
+          {"format", result.error ? Json() : Json(result.footer_problem.empty() ? "vhd" : "raw")},
+          {"footer_problem", text_or_null(result.footer_problem)},
           {"size", result.disk.size},
-          {"sha256_of_stream", or_null(result.disk.sha256)},
+          {"sha256_of_stream", text_or_null(result.disk.sha256)},
           {"log_file", log.path()}};
 }
 
 ExitCode run_export(const ExportOptions& options) {
   const Restic restic = options.repository.open();
-  const LogFile log(options.output.log_file.empty() ? default_log_path() : options.output.log_file,
-                    options.output.verbosity);
+  const LogFile log(options.output.log_path(), options.output.verbosity);
   const InterruptGuard guard;
   const Console console(log.descriptor());
   const Export result = export_disk(restic, options, console);
   if (options.output.json) {
-    console.print(as_json(result, options, restic, log).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    console.print(report_text(as_json(result, options, restic, log)));
   } else if (result.error) {
-    console.print_error(lines_of({result.error->what, result.error->next}, "export failed: "));
+    console.print_error(error_lines("export", *result.error, ""));
   } else {
     console.print(lines_of_export(result, options.file));
   }

@@ -18,6 +18,7 @@ class WorkReader {
   void add(std::string_view record) {
     if (record.substr(0, snapshot_mark.size()) == snapshot_mark) {
       snapshot_name_ = record.substr(snapshot_mark.size());
+      if (!is_backup_id(snapshot_name_)) throw WorkloadError("a workload file names its snapshots by no time");
       return;
     }
     if (snapshot_name_.empty()) throw WorkloadError("a workload file names no snapshots before its objects");
@@ -52,6 +53,11 @@ class WorkReader {
 };
 
 }  // namespace
+
+bool is_backup_id(std::string_view text) {
+  constexpr std::size_t most_digits = 18;
+  return !text.empty() && text.size() <= most_digits && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
 
 std::vector<MachineWork> read_machine_work(const std::vector<std::string>& files) {
   WorkReader reader;

@@ -1,6 +1,8 @@
 #include "host/options.h"
 
 #include "host/errors.h"
+#include "host/log_file.h"
+#include "host/plugin.h"
 
 namespace host {
 
@@ -13,6 +15,10 @@ constexpr const char* server_prefix = "azurestack:";
 std::string CommonOptions::server_name() const {
   return server.rfind(server_prefix, 0) == 0 ? server : server_prefix + server;
 }
+
+std::string CommonOptions::plugin_path() const { return plugin.empty() ? default_plugin_path() : plugin; }
+
+std::string OutputOptions::log_path() const { return log_file.empty() ? default_log_path() : log_file; }
 
 Restic RepositoryOptions::open() const {
   if (access.password_file.empty() && access.password_command.empty()) {

@@ -14,6 +14,9 @@ struct OutputOptions {
   bool json = false;
   int verbosity = 0;
   std::string log_file;
+
+  /// Where log lines go: as given, else default_log_path().
+  std::string log_path() const;
 };
 
 /// Of the commands that speak to an Azure Stack.
@@ -26,6 +29,8 @@ struct CommonOptions : OutputOptions {
 
   /// The server's name as the plug-in takes it: "azurestack:HOST".
   std::string server_name() const;
+  /// The plug-in's library: as given, else default_plugin_path().
+  std::string plugin_path() const;
 };
 
 /// Of the commands that speak to the repository.

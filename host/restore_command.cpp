@@ -13,6 +13,7 @@
 #include "host/printable.h"
 #include "host/private_config.h"
 #include "host/restore_text.h"
+#include "host/run_tools.h"
 #include "host/status_text.h"
 
 namespace host {
@@ -32,23 +33,16 @@ struct RestoreOptions {
 
 bool is_evidence_of_restore(std::string_view line) { return is_evidence(line) || is_restore_evidence(line); }
 
-Finding interruption() {
-  return {Stage::azure_stack, ExitCode::failed, "stopped by a signal; what was open is closed",
-          "Restore again the machines that are not done."};
-}
+constexpr const char* after_signal = "Restore again the machines that are not done.";
 
 /// One run of the command. Its steps fill the outcome.
 class Restore {
  public:
-  Restore(const RestoreOptions& options, const RestoreChanges& changes, const Secret& login, LogFile& log,
-          const Console& console, const Restic& restic)
+  Restore(const RestoreOptions& options, const RestoreChanges& changes, const RunTools& tools)
       : options_(options),
         changes_(changes),
-        login_(login),
-        log_(log),
-        console_(console),
-        restic_(restic),
-        progress_(console, options.common.json),
+        tools_(tools),
+        progress_(tools.console, options.common.json),
         server_name_(options.common.server_name()),
         config_("", options.common.config) {
     outcome_.dry_run = options.dry_run;
@@ -56,21 +50,13 @@ class Restore {
 
   RestoreOutcome run() {
     warn_of_store(outcome_.warnings, options_.common.credentials);
-    try {
-      std::vector<RestorePlan> plans = read_plans();
-      if (!plans.empty()) {
-        const Plugin plugin(options_.common.plugin.empty() ? default_plugin_path() : options_.common.plugin);
-        restore(plugin, std::move(plans));
-      }
-    } catch (const ResticError& error) {
-      fail({Stage::azure_stack, ExitCode::repository, error.what(), "Check --repo and its password."});
-    } catch (const NotInRepository& error) {
-      fail({Stage::azure_stack, ExitCode::nothing_found, error.what(), "See azsbackup list."});
-    } catch (const PluginError& error) {
-      fail(judge_plugin(error));
-    } catch (const Interrupted&) {
-      fail(interruption());
-    }
+    const auto failure = finding_of(
+        [&] {
+          std::vector<RestorePlan> plans = read_plans();
+          if (!plans.empty()) restore(Plugin(options_.common.plugin_path()), std::move(plans));
+        },
+        after_signal);
+    if (failure) fail(*failure);
     return std::move(outcome_);
   }
 
@@ -79,12 +65,12 @@ class Restore {
 
   // A machine that cannot be planned is told and keeps the others from nothing.
   std::vector<RestorePlan> read_plans() {
-    const auto entries = choose_backups(restic_, options_.backup, options_.machines);
-    const StoredStreams streams = list_streams(restic_);
+    const auto entries = choose_backups(tools_.restic, options_.backup, options_.machines);
+    const StoredStreams streams = list_streams(tools_.restic);
     std::vector<RestorePlan> plans;
     for (const ManifestEntry& entry : entries) {
       try {
-        plans.push_back(plan_restore(load_manifest(restic_, entry), entry, changes_, streams));
+        plans.push_back(plan_restore(load_manifest(tools_.restic, entry), entry, changes_, streams));
       } catch (const ManifestError& error) {
         add_unplanned(entry, error.what());
       }
@@ -105,11 +91,11 @@ class Restore {
 
   void restore(const Plugin& plugin, std::vector<RestorePlan> plans) {
     Session session(plugin, {AAPI_SESSION_RESTORE, config_.path(), options_.common.credentials, &stop_when_interrupted},
-                    log_, is_evidence_of_restore);
+                    tools_.log, is_evidence_of_restore);
     std::optional<Server> server;
-    if (auto refused = open_server(server, session, server_name_, login_)) return fail(std::move(*refused));
+    if (auto refused = open_server(server, session, server_name_, tools_.login)) return fail(std::move(*refused));
     if (auto broken = check_way(session, *server)) return fail(std::move(*broken));
-    restore_all({session, *server, restic_, progress_}, std::move(plans));
+    restore_all({session, *server, tools_.restic, progress_}, std::move(plans));
     const std::uint32_t status = server->entry().restore_postprocess();
     if (status == AAPI_OK || restore_code(outcome_) != ExitCode::ok) return;
     outcome_.warnings.push_back({"the plug-in says that the restore failed: " + status_text(status),
@@ -141,7 +127,7 @@ class Restore {
         continue;
       }
       add(work(tools, std::move(plan)));
-      if (outcome_.machines.back().interrupted) fail(interruption());
+      if (outcome_.machines.back().interrupted) fail(interruption(after_signal));
     }
   }
 
@@ -158,15 +144,12 @@ class Restore {
   }
 
   void print(const std::string& lines) const {
-    if (!options_.common.json) console_.print(lines);
+    if (!options_.common.json) tools_.console.print(lines);
   }
 
   const RestoreOptions& options_;
   const RestoreChanges& changes_;
-  const Secret& login_;
-  LogFile& log_;
-  const Console& console_;
-  const Restic& restic_;
+  const RunTools& tools_;
   Progress progress_;
   const std::string server_name_;
   const PrivateConfig config_;
@@ -176,11 +159,8 @@ class Restore {
 // ---- The report -----------------------------------------------------------------------------------------------------
 
 void print_lines(const Console& console, const RestoreOutcome& outcome, const LogFile& log) {
-  for (const Warning& warning : outcome.warnings) console.print_error(lines_of(warning, "warning: "));
-  if (outcome.error) {
-    console.print_error(lines_of({outcome.error->what, outcome.error->next}, "restore failed: ") +
-                        "  Log: " + printable(log.path()) + "\n");
-  }
+  for (const Warning& warning : outcome.warnings) console.print_error(warning_lines(warning));
+  if (outcome.error) console.print_error(error_lines("restore", *outcome.error, log.path()));
   if (!outcome.machines.empty()) console.print(summary_line(outcome));
 }
 
@@ -198,12 +178,12 @@ ExitCode run_restore(const RestoreOptions& options) {
   const RestoreChanges changes = read_changes(options.given);
   const Restic restic = options.repository.open();
   const Secret login = read_login(options.common.login);
-  LogFile log(options.common.log_file.empty() ? default_log_path() : options.common.log_file, options.common.verbosity);
+  LogFile log(options.common.log_path(), options.common.verbosity);
   const InterruptGuard guard;
   const Console console(log.descriptor());
-  const RestoreOutcome outcome = Restore(options, changes, login, log, console, restic).run();
+  const RestoreOutcome outcome = Restore(options, changes, {login, log, console, restic}).run();
   if (options.common.json) {
-    console.print(as_json(outcome, options, restic, log).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    console.print(report_text(as_json(outcome, options, restic, log)));
   } else {
     print_lines(console, outcome, log);
   }

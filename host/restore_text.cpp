@@ -74,8 +74,6 @@ std::size_t count_done(const RestoreOutcome& outcome) {
       std::count_if(outcome.machines.begin(), outcome.machines.end(), [](const auto& result) { return result.done; }));
 }
 
-Json text_or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
 Json disk_json(const PlannedDisk& disk, const RestoreResult& result) {
   Json object{{"path", disk.saved.path}, {"target", disk.path},
               {"size", disk.saved.size}, {"bytes_to_write", data_bytes(disk.saved)},
@@ -158,9 +156,8 @@ std::string summary_line(const RestoreOutcome& outcome) {
 }
 
 Json restore_json(const RestoreOutcome& outcome) {
-  const auto& error = outcome.error;
   Json object{{"dry_run", outcome.dry_run},
-              {"error", error ? Json{{"what", error->what}, {"next", error->next}} : Json()},
+              {"error", error_json(outcome.error)},
               {"warnings", warnings_json(outcome.warnings)},
               {"machines", Json::array()}};
   for (const RestoreResult& result : outcome.machines) object["machines"].push_back(as_json(result));

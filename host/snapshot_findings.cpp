@@ -150,9 +150,13 @@ class Reader {
 
   void add_failure(std::string_view subscription, const char* disks) {
     if (subscription.empty()) return;
-    findings_.failures.push_back(
-        {std::string(disks) + " disks of subscription " + std::string(subscription),
-         "their snapshots could not all be looked at, or not be deleted" + quoted_answer(findings_.errors)});
+    ++findings_.failed_lists;
+    std::string what = std::string(disks) + " disks of subscription " + std::string(subscription);
+    const bool known = std::any_of(findings_.failures.begin(), findings_.failures.end(),
+                                   [&](const LeftOut& failure) { return failure.what == what; });
+    if (known) return;
+    findings_.failures.push_back({std::move(what), "their snapshots could not all be looked at, or not be deleted" +
+                                                       quoted_answer(findings_.errors)});
   }
 
   SnapshotFindings findings_;
@@ -160,6 +164,11 @@ class Reader {
 };
 
 }  // namespace
+
+std::size_t SnapshotFindings::count(SnapshotState state) const {
+  return static_cast<std::size_t>(
+      std::count_if(snapshots.begin(), snapshots.end(), [&](const auto& entry) { return entry.state == state; }));
+}
 
 SnapshotFindings read_snapshot_findings(const std::vector<LogLine>& lines) {
   Reader reader;

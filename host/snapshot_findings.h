@@ -25,9 +25,15 @@ struct StandingSnapshot {
 
 struct SnapshotFindings {
   std::vector<StandingSnapshot> snapshots;
-  std::vector<LeftOut> failures;    // what could not be looked at, or not be deleted
+  std::vector<LeftOut> failures;    // what could not be looked at, or not be deleted; each once
   std::vector<std::string> errors;  // the plug-in's error lines
-  std::size_t subscriptions = 0;    // that were looked at
+  std::size_t subscriptions = 0;    // looks at one, of which each is two lists: managed disks and unmanaged ones
+  std::size_t failed_lists = 0;
+
+  /// Snapshots in this state.
+  std::size_t count(SnapshotState state) const;
+  /// Everything was looked at, and whatever was to be deleted is gone.
+  bool is_whole() const { return failures.empty() && count(SnapshotState::failed) == 0; }
 };
 
 /// lines are those of the call, in order.

@@ -8,19 +8,13 @@
 #include <optional>
 #include <utility>
 
-#include "host/backup_events.h"
-#include "host/backup_run.h"
 #include "host/byte_text.h"
-#include "host/console.h"
-#include "host/discovery_run.h"
+#include "host/cloud_frame.h"
 #include "host/interrupt.h"
-#include "host/log_file.h"
-#include "host/options.h"
 #include "host/plugin.h"
 #include "host/printable.h"
 #include "host/private_config.h"
-#include "host/selection.h"
-#include "host/snapshot_findings.h"
+#include "host/snapshot_sweep.h"
 
 namespace host {
 
@@ -33,64 +27,9 @@ using Json = nlohmann::ordered_json;
 constexpr const char* sweep_settings = "VM_SNAPSHOT_IN_DISCOVERY=false\nENABLE_SNAPSHOT_CLEANUP=1\n";
 constexpr const char* look_only_setting = "SNAPSHOT_CLEANUP_MIN=2147483647\n";
 
-struct SnapshotsOptions {
-  CommonOptions common;
-  std::vector<std::string> selections;
+struct SnapshotsOptions : CloudWork {
   bool sweep = false;
 };
-
-struct SnapshotsOutcome {
-  SnapshotFindings found;
-  std::vector<Warning> warnings;
-  std::optional<Finding> error;
-
-  ExitCode code() const {
-    if (error) return error->code;
-    return found.failures.empty() ? ExitCode::ok : ExitCode::partial;
-  }
-};
-
-// ---- The sweep ------------------------------------------------------------------------------------------------------
-
-// The plug-in goes on behind a subscription that fails, with status 0. When nothing could be looked at, that is the
-// result, with its cause.
-std::optional<Finding> judge(std::uint32_t status, const SnapshotFindings& found, const std::string& server_name) {
-  constexpr std::size_t kinds_of_disks = 2;
-  const bool in_vain = found.snapshots.empty() && found.failures.size() >= kinds_of_disks * found.subscriptions;
-  if (status == AAPI_OK && !in_vain) return std::nullopt;
-  return judge_discovery(status == AAPI_OK ? AAPI_E_OPERATION_FAILED : status, found.errors,
-                         server_name.substr(server_name.find(':') + 1));
-}
-
-void sweep(const SnapshotsOptions& options, const Secret& login, LogFile& log, SnapshotsOutcome& outcome) {
-  const std::string name = options.common.server_name();
-  const PrivateConfig config(std::string(sweep_settings) + (options.sweep ? "" : look_only_setting),
-                             options.common.config);
-  const Plugin plugin(options.common.plugin.empty() ? default_plugin_path() : options.common.plugin);
-  Session session(plugin, {AAPI_SESSION_BACKUP, config.path(), options.common.credentials, &stop_when_interrupted}, log,
-                  is_snapshot_evidence);
-  std::optional<Server> server;
-  outcome.error = open_server(server, session, name, login);
-  if (outcome.error) return;
-  session.take_lines();
-  const std::uint32_t status = session.entry().postprocess(server->handle(), joined(options.selections).c_str(), "");
-  outcome.found = read_snapshot_findings(session.take_lines());
-  outcome.error = judge(status, outcome.found, name);
-}
-
-SnapshotsOutcome look(const SnapshotsOptions& options, const Secret& login, LogFile& log) {
-  SnapshotsOutcome outcome;
-  warn_of_store(outcome.warnings, options.common.credentials);
-  try {
-    sweep(options, login, log, outcome);
-    check_interrupt();
-  } catch (const PluginError& error) {
-    outcome.error = judge_plugin(error);
-  } catch (const Interrupted&) {
-    outcome.error = Finding{Stage::azure_stack, ExitCode::failed, "stopped by a signal", "Run the command again."};
-  }
-  return outcome;
-}
 
 // ---- The report -----------------------------------------------------------------------------------------------------
 
@@ -129,16 +68,11 @@ std::string table(const std::vector<StandingSnapshot>& snapshots) {
   return text;
 }
 
-std::string lines(const SnapshotsOutcome& outcome) {
-  const auto& snapshots = outcome.found.snapshots;
-  const auto deleted = std::count_if(snapshots.begin(), snapshots.end(),
-                                     [](const auto& entry) { return entry.state == SnapshotState::deleted; });
-  std::string text = snapshots.empty() ? "" : table(snapshots) + "\n";
-  for (const LeftOut& failure : outcome.found.failures) {
-    text += "Not done: " + printable(failure.what) + "\n  " + printable(failure.why) + "\n";
-  }
-  return text + std::to_string(snapshots.size()) + (snapshots.size() == 1 ? " snapshot" : " snapshots") +
-         " of backups found, " + std::to_string(deleted) + " deleted.\n";
+std::string lines_of(const SnapshotFindings& found) {
+  const std::size_t count = found.snapshots.size();
+  return (count == 0 ? "" : table(found.snapshots) + "\n") + failure_lines(found) + std::to_string(count) +
+         (count == 1 ? " snapshot" : " snapshots") + " of backups found, " +
+         std::to_string(found.count(SnapshotState::deleted)) + " deleted.\n";
 }
 
 Json as_json(const StandingSnapshot& snapshot) {
@@ -150,44 +84,26 @@ Json as_json(const StandingSnapshot& snapshot) {
           {"state", word(snapshot.state)}};
 }
 
-Json as_json(const SnapshotsOutcome& outcome, const SnapshotsOptions& options, const LogFile& log) {
-  Json object{{"command", "snapshots"},
-              {"server", options.common.server_name()},
-              {"selections", options.selections},
-              {"sweep", options.sweep},
-              {"result", result_word(outcome.code())},
-              {"exit_code", static_cast<int>(outcome.code())},
-              {"error", error_json(outcome.error)},
-              {"warnings", warnings_json(outcome.warnings)},
-              {"snapshots", Json::array()},
-              {"failures", Json::array()}};
-  for (const StandingSnapshot& snapshot : outcome.found.snapshots) object["snapshots"].push_back(as_json(snapshot));
-  for (const LeftOut& failure : outcome.found.failures) {
-    object["failures"].push_back({{"what", failure.what}, {"why", failure.why}});
-  }
-  object["log_file"] = log.path();
-  return object;
-}
+// ---- The work -------------------------------------------------------------------------------------------------------
 
-ExitCode run(SnapshotsOptions options) {
-  options.selections = read_selections(options.selections);
-  const Secret login = read_login(options.common.login);
-  LogFile log(options.common.log_file.empty() ? default_log_path() : options.common.log_file, options.common.verbosity);
-  const InterruptGuard guard;
-  const Console console(log.descriptor());
-  const SnapshotsOutcome outcome = look(options, login, log);
-  if (options.common.json) {
-    console.print(as_json(outcome, options, log).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-    return outcome.code();
-  }
-  for (const Warning& warning : outcome.warnings) console.print_error(lines_of(warning, "warning: "));
-  if (outcome.error) {
-    console.print_error(lines_of({outcome.error->what, outcome.error->next}, "snapshots failed: ") +
-                        "  Log: " + printable(log.path()) + "\n");
-  } else {
-    console.print(lines(outcome));
-  }
-  return outcome.code();
+void look(const SnapshotsOptions& options, const CloudTools& tools, CloudAnswer& answer) {
+  const CommonOptions& common = options.common;
+  answer.members = {{"sweep", options.sweep}, {"snapshots", Json::array()}, {"failures", Json::array()}};
+  const PrivateConfig config(std::string(sweep_settings) + (options.sweep ? "" : look_only_setting), common.config);
+  const Plugin plugin(common.plugin_path());
+  SweepOutcome outcome =
+      sweep_snapshots(plugin,
+                      {common.server_name(),
+                       {AAPI_SESSION_BACKUP, config.path(), common.credentials, &stop_when_interrupted},
+                       options.selections,
+                       ""},
+                      tools.login, tools.log);
+  answer.error = std::move(outcome.error);
+  const SnapshotFindings& found = outcome.found;
+  for (const StandingSnapshot& snapshot : found.snapshots) answer.members["snapshots"].push_back(as_json(snapshot));
+  answer.members["failures"] = failures_json(found);
+  if (!found.is_whole()) answer.code = ExitCode::partial;
+  answer.lines = lines_of(found);
 }
 
 }  // namespace
@@ -201,7 +117,12 @@ void add_snapshots_command(CLI::App& program, Action& action) {
   command->add_flag("--sweep", options->sweep,
                     "Delete those that are older than SNAPSHOT_CLEANUP_MIN in the configuration says (a day)");
   command->footer(exit_code_help());
-  command->callback([options, &action] { action = [options] { return run(*options); }; });
+  command->callback([options, &action] {
+    action = [options] {
+      return run_on_cloud("snapshots", *options,
+                          [&](const CloudTools& tools, CloudAnswer& answer) { look(*options, tools, answer); });
+    };
+  });
 }
 
 }  // namespace host

@@ -284,6 +284,7 @@ static uint32_t delete_snapshot(aapi_server_t* server, const char* path, const a
 
 static uint32_t postprocess(aapi_server_t* server, const char* selections, const char* snapshot) {
   log_call(server, "sweep", selections);
+  server->session->log("tag", "f: Delete Managed Disk stale snapshots of Subscriptions s .", AAPI_LOG_DETAIL);
   return snapshot[0] == '\0' ? AAPI_E_INVALID_ARGUMENT : 0;
 }
 
