@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "host/manifest.h"
 #include "host/sha256.h"
@@ -103,7 +102,7 @@ class BackupSystem : public testing::Test {
   // Backups that are underway are met by what they have done, not by time.
   template <typename Reached>
   static void run_until(host_test::RunningProgram& program, const Reached& reached) {
-    while (program.runs() && !reached()) std::this_thread::yield();
+    while (program.runs() && !reached()) continue;
   }
   std::ptrdiff_t answered(const std::string& what) const {
     const auto requests = cloud_.requests();
@@ -176,12 +175,15 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
   EXPECT_EQ(stored[0].machine, subscription + "/Data_RG.1/DB-01");
   EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
 
-  // Taken machine by machine, the snapshots go with the machine that fails: also that of the disk that was not begun.
-  const std::string settings = "VM_SNAPSHOT_IN_DISCOVERY=false\n";
+  // Whoever takes the snapshots, the discovery, each machine, or the discovery because nothing is said.
   const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
-  const std::string by_machine = folder_.write_file("by_machine.conf", settings + config);
-  EXPECT_EQ(run({"backup", subscription, "--config", by_machine}).exit_code, 3);
-  EXPECT_EQ(standing_snapshots(), json::array());
+  for (const std::string setting : {"VM_SNAPSHOT_IN_DISCOVERY=false\n", ""}) {
+    std::string given = setting + config;
+    given.replace(given.rfind("VM_SNAPSHOT_IN_DISCOVERY"), 2, "NO");
+    const std::string file = folder_.write_file("given.conf", given);
+    EXPECT_EQ(run({"backup", subscription, "--config", file}).exit_code, 3) << setting;
+    EXPECT_EQ(standing_snapshots(), json::array()) << setting;
+  }
 }
 
 // What the signal finds open is closed, by the jobs as well.
@@ -254,9 +256,23 @@ TEST_F(BackupSystem, TellsWhySnapshotsAreNotKnown) {
   const Outcome partly = run({"snapshots", subscription});
   EXPECT_EQ(partly.exit_code, 3) << partly.output << partly.error;
   EXPECT_THAT(partly.output, HasSubstr("Not done: managed disks of subscription "));
+
+  cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
+  const Outcome unfinished = run({"finish", "--snapshot", "17", subscription});
+  EXPECT_EQ(unfinished.exit_code, 3) << unfinished.output << unfinished.error;
+  EXPECT_THAT(unfinished.output, HasSubstr("Backup 17 is not finished: 0 snapshots deleted, some may be left."));
+  EXPECT_EQ(run({"finish", "--snapshot", "17", subscription}).exit_code, 0);
+
+  cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
+  const Outcome backup = run({"backup", subscription + "/Data_RG.1"});
+  EXPECT_EQ(backup.exit_code, 0) << backup.output << backup.error;
+  EXPECT_THAT(backup.error, HasSubstr("warning: snapshots of this backup may be left: managed disks of subscription"));
+  EXPECT_EQ(cloud_.unused_faults(), std::vector<std::string>{});
+
   cloud_.add_fault({.target = "^/subscriptions", .times = sim::Fault::forever, .action = sim::RefuseToken{}});
   const Outcome refused = run({"snapshots", subscription});
   EXPECT_EQ(refused.exit_code, 14) << refused.output << refused.error;
+  EXPECT_EQ(run({"finish", "--snapshot", "17", subscription}).exit_code, 14);
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include "tests/host/program.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <system_error>
@@ -55,6 +58,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   const int failure = ::posix_spawn(&pid_, AZSBACKUP_PROGRAM, actions.get(), nullptr, pointers(argv).data(),
                                     pointers(environment).data());
   if (failure != 0) throw std::system_error(failure, std::generic_category(), "cannot start " AZSBACKUP_PROGRAM);
+  end_ = host::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
 }
 
 RunningProgram::~RunningProgram() {
@@ -64,7 +68,9 @@ RunningProgram::~RunningProgram() {
 }
 
 bool RunningProgram::runs() {
-  if (pid_ >= 0 && ::waitpid(pid_, &status_, WNOHANG) == pid_) pid_ = -1;
+  constexpr int look_ms = 3;
+  pollfd ended{end_.get(), POLLIN, 0};
+  if (pid_ >= 0 && ::poll(&ended, 1, look_ms) > 0 && ::waitpid(pid_, &status_, WNOHANG) == pid_) pid_ = -1;
   return pid_ >= 0;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/file_descriptor.h"
 #include "tests/support/temporary_directory.h"
 
 namespace host_test {
@@ -26,7 +27,8 @@ class RunningProgram {
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
 
-  /// False once it has ended.
+  /// False once it has ended, which is waited for a few milliseconds: who waits for what it does leaves it the
+  /// processor.
   bool runs();
   void send(int signal) const;
   /// Its end; the exit code is -1 when a signal ended it.
@@ -35,6 +37,7 @@ class RunningProgram {
  private:
   test_support::TemporaryDirectory caught_;
   pid_t pid_ = -1;
+  host::FileDescriptor end_;  // becomes readable at its end
   int status_ = 0;
 };
 

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "sim/client_files.h"
 #include "sim/disk_content.h"
@@ -274,7 +273,7 @@ TEST_F(RestoreSystem, RunsAgainAtOnceWhereverItWasKilled) {
     const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);
     host_test::RunningProgram program({"restore", "latest", web, "--as", name, "-vv"}, folder_.path("home"),
                                       environment());
-    while (program.runs() && log_bytes() < end) std::this_thread::yield();
+    while (program.runs() && log_bytes() < end) continue;
     program.send(SIGKILL);
     EXPECT_EQ(program.wait().exit_code, -1);
     if (machine(group_path + name) != nullptr) continue;  // killed when there was nothing left to do
