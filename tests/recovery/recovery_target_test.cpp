@@ -149,7 +149,7 @@ TEST_F(RecoveryTarget, IsFoundByNameAlsoBesideOthersOfItsGroup) {
   EXPECT_EQ(Target(vm_path, kEmpty, [](vm_details_t& entry) { entry.m_flag = true; }), target);
   const Change by_subnet = [](vm_details_t& entry) {
     entry.m_flag = true;
-    entry.m_network_profile.m_vnet_name = "web-vnet/subnets/front";
+    entry.m_network_profile.m_vnet_name = "/subscriptions/x/virtualNetworks/web-vnet/subnets/front";
     entry.m_network_profile.m_subnet.clear();
   };
   EXPECT_EQ(Target(vm_path, kEmpty, by_subnet), target);

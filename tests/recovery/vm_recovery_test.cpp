@@ -5,7 +5,6 @@
 
 #include "src/model/resource_calls.h"
 #include "src/object/object_maps.h"
-#include "src/recovery/create_nic.h"
 #include "tests/recovery/recovery_fixture.h"
 
 namespace recovery_test {
@@ -182,14 +181,6 @@ TEST_F(VmRecovery, AnInterfaceDoesWithoutAPublicAddress) {
   EXPECT_EQ(Recover(), azurestackpi::kOk);
   EXPECT_TRUE(Holds(kNic, R"("properties":{"subnet": {"id": )"));
   EXPECT_TRUE(Holds(kNic, "virtualNetworks/web-rg-vnet/subnets/default"));
-}
-
-TEST(NetworkNames, MayBePathsOfSubnets) {
-  EXPECT_EQ(azurestackpi::SplitNetworkName("v").network, "v");
-  for (const char* name : {"v/subnets/s", "/subscriptions/x/virtualNetworks/v/subnets/s"}) {
-    EXPECT_EQ(azurestackpi::SplitNetworkName(name).network, "v");
-    EXPECT_EQ(azurestackpi::SplitNetworkName(name).subnet, "s");
-  }
 }
 
 }  // namespace
