@@ -31,13 +31,11 @@ void finish(const FinishOptions& options, const CloudTools& tools, CloudAnswer& 
   answer.members = {{"backup_id", options.snapshot}, {"deleted", 0}, {"failures", nlohmann::ordered_json::array()}};
   const PrivateConfig config(sweep_of_backup, common.config);
   const Plugin plugin(common.plugin_path());
-  SweepOutcome outcome =
-      sweep_snapshots(plugin,
-                      {common.server_name(),
-                       {AAPI_SESSION_BACKUP, config.path(), common.credentials, &stop_when_interrupted},
-                       options.selections,
-                       options.snapshot},
-                      tools.login, tools.log);
+  const SweepRequest request{common.server_name(),
+                             {AAPI_SESSION_BACKUP, config.path(), common.credentials, &stop_when_interrupted},
+                             options.selections,
+                             options.snapshot};
+  SweepOutcome outcome = sweep_snapshots(plugin, request, tools.login, tools.log);
   answer.error = std::move(outcome.error);
   const bool whole = outcome.found.is_whole();
   if (!whole) answer.code = ExitCode::partial;

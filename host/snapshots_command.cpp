@@ -91,13 +91,11 @@ void look(const SnapshotsOptions& options, const CloudTools& tools, CloudAnswer&
   answer.members = {{"sweep", options.sweep}, {"snapshots", Json::array()}, {"failures", Json::array()}};
   const PrivateConfig config(std::string(sweep_settings) + (options.sweep ? "" : look_only_setting), common.config);
   const Plugin plugin(common.plugin_path());
-  SweepOutcome outcome =
-      sweep_snapshots(plugin,
-                      {common.server_name(),
-                       {AAPI_SESSION_BACKUP, config.path(), common.credentials, &stop_when_interrupted},
-                       options.selections,
-                       ""},
-                      tools.login, tools.log);
+  const SweepRequest request{common.server_name(),
+                             {AAPI_SESSION_BACKUP, config.path(), common.credentials, &stop_when_interrupted},
+                             options.selections,
+                             ""};
+  SweepOutcome outcome = sweep_snapshots(plugin, request, tools.login, tools.log);
   answer.error = std::move(outcome.error);
   const SnapshotFindings& found = outcome.found;
   for (const StandingSnapshot& snapshot : found.snapshots) answer.members["snapshots"].push_back(as_json(snapshot));

@@ -32,7 +32,7 @@ JsonPtr ParseJson(std::string_view text, json_error_t& error) {
   return JsonPtr(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
 }
 
-bool IsJsonText(const std::string& text) { return JsonPtr(json_string(text.c_str())) != nullptr; }
+bool IsJsonText(const std::string& text) { return JsonPtr(json_stringn(text.data(), text.size())) != nullptr; }
 
 std::string EscapedForJson(const std::string& text) {
   const JsonPtr value(json_stringn(text.data(), text.size()));

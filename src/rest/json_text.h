@@ -24,7 +24,7 @@ std::string JsonStringOrEmpty(const json_t* object, const char* key);
 /// object has two members of one name.
 JsonPtr ParseJson(std::string_view text, json_error_t& error);
 
-/// Whether a text can stand in JSON: it is UTF-8, without a zero byte.
+/// Whether a text can stand in JSON: it is UTF-8.
 bool IsJsonText(const std::string& text);
 
 /// What stands between the quotes of a JSON string; empty for a text that is not UTF-8.
