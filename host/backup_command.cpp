@@ -1,5 +1,6 @@
 #include "host/backup_command.h"
 
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include "host/errors.h"
 #include "host/interrupt.h"
 #include "host/printable.h"
+#include "host/run_record.h"
 #include "host/selection.h"
 
 namespace host {
@@ -58,6 +60,21 @@ void tell(const Console& console, const BackupOutcome& outcome, const BackupOpti
   console.print(options.events ? end_event_line(report) : report_text(report));
 }
 
+// For the report. What the backup protects does not depend on it.
+void keep_record(RunRecord& run, const Restic& restic) {
+  const std::optional<Finding>& error = run.outcome.error;
+  if (run.outcome.backup_id.empty() || (error && error->code == ExitCode::repository)) return;
+  run.end = std::time(nullptr);
+  try {
+    store_run(restic, run);
+  } catch (const Interrupted&) {
+    return;
+  } catch (const std::exception& failure) {
+    run.outcome.warnings.push_back({std::string("the record of this run is not in the repository: ") + failure.what(),
+                                    "azsbackup report will not tell of what failed in it."});
+  }
+}
+
 ExitCode run(BackupOptions options) {
   check(options);
   if (options.workload.empty()) options.selections = read_selections(options.selections);
@@ -66,9 +83,10 @@ ExitCode run(BackupOptions options) {
   LogFile log(options.common.log_path(), options.common.verbosity);
   const InterruptGuard guard;
   const Console console(log.descriptor());
-  const BackupOutcome outcome = run_backup(options, {login, log, console, restic});
-  tell(console, outcome, options, restic, log);
-  return backup_code(outcome);
+  RunRecord run{std::time(nullptr), 0, run_backup(options, {login, log, console, restic})};
+  if (!options.events) keep_record(run, restic);  // else that is for whoever reads the events
+  tell(console, run.outcome, options, restic, log);
+  return backup_code(run.outcome);
 }
 
 }  // namespace

@@ -24,18 +24,6 @@ std::vector<Warning> read_warnings(const Json& array) {
   return warnings;
 }
 
-MachineResult read_machine(const Json& object) {
-  MachineResult result;
-  result.machine = object.at("path");
-  result.is_protected = object.at("protected");
-  result.problem = read_text(object.at("problem"));
-  result.next = read_text(object.at("next"));
-  result.manifest = read_text(object.at("manifest"));
-  for (const Json& disk : object.at("disks")) result.disks.push_back(read_disk(disk));
-  result.warnings = read_warnings(object.at("warnings"));
-  return result;
-}
-
 EndEvent read_end(const Json& report) {
   EndEvent end{std::nullopt, read_warnings(report.at("warnings"))};
   const Json& error = report.at("error");
@@ -80,10 +68,26 @@ Json machine_json(const MachineResult& result) {
               {"problem", text_or_null(result.problem)},
               {"next", text_or_null(result.next)},
               {"manifest", text_or_null(result.manifest)},
+              {"added_bytes", result.added},
+              {"seconds", result.seconds},
               {"disks", Json::array()},
               {"warnings", warnings_json(result.warnings)}};
   for (const SavedDisk& disk : result.disks) object["disks"].push_back(disk_json(disk));
   return object;
+}
+
+MachineResult read_machine(const Json& object) {
+  MachineResult result;
+  result.machine = object.at("path");
+  result.is_protected = object.at("protected");
+  result.problem = read_text(object.at("problem"));
+  result.next = read_text(object.at("next"));
+  result.manifest = read_text(object.at("manifest"));
+  for (const Json& disk : object.at("disks")) result.disks.push_back(read_disk(disk));
+  result.added = object.at("added_bytes");
+  result.seconds = object.at("seconds");
+  result.warnings = read_warnings(object.at("warnings"));
+  return result;
 }
 
 }  // namespace host

@@ -36,7 +36,8 @@ std::string end_event_line(const nlohmann::ordered_json& report);
 /// Throws EventError.
 BackupEvent read_event(std::string_view line);
 
-/// A member of a report.
+/// A member of a report, and read back. Reading throws ManifestError and nlohmann::json::exception.
 nlohmann::ordered_json machine_json(const MachineResult& result);
+MachineResult read_machine(const nlohmann::ordered_json& object);
 
 }  // namespace host

@@ -142,7 +142,7 @@ class MachineBackup {
   }
 
   // A stream that breaks off leaves this function by an exception, and so restic is ended before it sees the end.
-  SavedDisk store_stream(OpenObject& object, const std::string& path, std::uint64_t size) const {
+  SavedDisk store_stream(OpenObject& object, const std::string& path, std::uint64_t size) {
     ResticUpload upload(tools_.restic, path, {disk_tag, backup_tag(work_.snapshot_name)});
     Sha256 digest;
     DiskStreamMeter meter;
@@ -155,7 +155,9 @@ class MachineBackup {
     }
     const std::string problem = meter.problem(size);
     if (!problem.empty()) throw MachineError(path + ": " + problem);
-    return {path, size, meter.bytes(), meter.skipped(), digest.finish(), upload.finish()};
+    SavedDisk disk{path, size, meter.bytes(), meter.skipped(), digest.finish(), upload.finish()};
+    result_.added += upload.added();
+    return disk;
   }
 
   // restic tells short ids of new snapshots. Asking for the whole ones shows, too, that they are all there before the
@@ -182,6 +184,7 @@ class MachineBackup {
     ResticUpload upload(tools_.restic, machine + manifest_name, tags);
     upload.write(text.data(), text.size());
     result_.manifest = upload.finish();
+    result_.added += upload.added();
   }
 
   const BackupTools& tools_;
@@ -203,6 +206,7 @@ std::string server_answer(Session& session) {
 MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work) {
   MachineResult result;
   result.machine = work.machine.path;
+  const std::time_t begin = std::time(nullptr);
   try {
     if (::strcasecmp(work.machine.power_state.c_str(), "running") == 0) {
       result.warnings.push_back({"it was running while its disks were snapshotted: the copy is crash-consistent",
@@ -222,6 +226,7 @@ MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work)
     result.problem = error.what();
     result.next = log_advice;
   }
+  result.seconds = static_cast<std::uint64_t>(std::max<std::time_t>(std::time(nullptr) - begin, 0));
   return result;
 }
 

@@ -21,6 +21,8 @@ struct MachineResult {
   std::vector<SavedDisk> disks;
   std::string manifest;  // restic's id of its snapshot
   std::vector<Warning> warnings;
+  std::uint64_t added = 0;    // bytes that the repository did not hold yet
+  std::uint64_t seconds = 0;  // that the machine took
 };
 
 /// What all machines of a backup share; everything outlives the backup.

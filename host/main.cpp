@@ -13,6 +13,7 @@
 #include "host/file_descriptor.h"
 #include "host/finish_command.h"
 #include "host/prune_command.h"
+#include "host/report_command.h"
 #include "host/repository_commands.h"
 #include "host/restore_command.h"
 #include "host/snapshots_command.h"
@@ -38,6 +39,7 @@ ExitCode run(int argc, char** argv) {
   host::add_finish_command(program, action);
   host::add_snapshots_command(program, action);
   host::add_repository_commands(program, action);
+  host::add_report_command(program, action);
   host::add_prune_command(program, action);
   host::add_restore_command(program, action);
   host::add_export_command(program, action);

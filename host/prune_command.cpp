@@ -117,6 +117,7 @@ Answer prune(const Restic& restic, const PruneOptions& options, const std::vecto
            {"kept", manifests_json(plan.kept)},
            {"removed", manifests_json(plan.removed)},
            {"streams", streams_json(plan.streams)},
+           {"runs", streams_json(plan.runs)},
            {"leftovers", streams_json(plan.leftovers)}}};
 }
 

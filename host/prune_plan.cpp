@@ -1,16 +1,14 @@
 #include "host/prune_plan.h"
 
 #include <algorithm>
-#include <ctime>
-#include <limits>
 #include <map>
 #include <utility>
+
+#include "host/run_record.h"
 
 namespace host {
 
 namespace {
-
-constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
 
 // A manifest that is given up needs to name its streams only so that they go at once; they would go later anyway.
 StreamIds named_as_far_as_known(const Restic& restic, const std::vector<ManifestEntry>& manifests) {
@@ -44,6 +42,16 @@ std::vector<std::string> unnamed(const std::vector<ResticSnapshot>& streams, con
     if (named.count(stream.id) == 0) ids.push_back(stream.id);
   }
   return ids;
+}
+
+std::vector<ResticSnapshot> outdated_runs(const Restic& restic, const std::vector<ManifestEntry>& kept) {
+  if (kept.empty()) return {};
+  const std::int64_t oldest = seconds_of(kept.front().snapshot.time);
+  std::vector<ResticSnapshot> runs = list_runs(restic);
+  runs.erase(std::remove_if(runs.begin(), runs.end(),
+                            [&](const ResticSnapshot& run) { return seconds_of(run.time) >= oldest; }),
+             runs.end());
+  return runs;
 }
 
 }  // namespace
@@ -80,6 +88,7 @@ PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules
       plan.leftovers.push_back(std::move(stream));
     }
   }
+  plan.runs = outdated_runs(restic, plan.kept);
   return plan;
 }
 
@@ -92,19 +101,9 @@ void carry_out(const Restic& restic, const PrunePlan& plan) {
   std::vector<std::string> streams = unnamed(plan.streams, named);
   const std::vector<std::string> leftovers = unnamed(plan.leftovers, named);
   streams.insert(streams.end(), leftovers.begin(), leftovers.end());
+  for (const ResticSnapshot& run : plan.runs) streams.push_back(run.id);
   restic.forget(streams);
   restic.prune();
-}
-
-std::int64_t seconds_of(const std::string& time) {
-  std::tm parts{};
-  const char* rest = ::strptime(time.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
-  if (rest == nullptr) return latest;
-  std::string_view zone = rest;
-  zone.remove_prefix(std::min(zone.size(), zone.find_first_not_of(".0123456789")));
-  if (::strptime(zone.data(), "%z", &parts) == nullptr) return latest;  // it takes "Z" and "+01:00"
-  const std::int64_t offset = parts.tm_gmtoff;
-  return std::int64_t{::timegm(&parts)} - offset;
 }
 
 }  // namespace host

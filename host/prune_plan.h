@@ -21,6 +21,7 @@ struct PrunePlan {
   std::vector<ManifestEntry> kept;
   std::vector<ManifestEntry> removed;
   std::vector<ResticSnapshot> streams;    // of removed backups alone
+  std::vector<ResticSnapshot> runs;       // records of runs before the oldest backup that is kept
   std::vector<ResticSnapshot> leftovers;  // that no manifest names, and too old to be of a backup that runs
 };
 
@@ -32,9 +33,5 @@ PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules
 /// Removes what the plan says except what a manifest names now, the manifests first, and the data that nobody needs any
 /// more. Throws as named_streams, Interrupted.
 void carry_out(const Restic& restic, const PrunePlan& plan);
-
-/// The seconds since the epoch of a time as restic writes it, RFC 3339; a text that is none counts as the latest
-/// possible time, so that nothing looks old because of it.
-std::int64_t seconds_of(const std::string& time);
 
 }  // namespace host

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <ctime>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <system_error>
 #include <utility>
@@ -92,6 +94,18 @@ std::vector<std::string> ResticSnapshot::tags_named(std::string_view name) const
     if (tag.rfind(mark, 0) == 0) values.push_back(tag.substr(mark.size()));
   }
   return values;
+}
+
+std::int64_t seconds_of(const std::string& time) {
+  constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
+  std::tm parts{};
+  const char* rest = ::strptime(time.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+  if (rest == nullptr) return latest;
+  std::string_view zone = rest;
+  zone.remove_prefix(std::min(zone.size(), zone.find_first_not_of(".0123456789")));
+  if (::strptime(zone.data(), "%z", &parts) == nullptr) return latest;  // it takes "Z" and "+01:00"
+  const std::int64_t offset = parts.tm_gmtoff;
+  return std::int64_t{::timegm(&parts)} - offset;
 }
 
 Restic::Restic(RepositoryAccess access) : access_(std::move(access)), environment_(environment_for(access_)) {}
@@ -228,7 +242,9 @@ std::string ResticUpload::finish() {
   try {
     const std::size_t summary = text.find("{\"message_type\":\"summary\"");
     if (summary == std::string::npos) throw ResticError("restic does not tell which snapshot it made");
-    return Json::parse(text.substr(summary, text.find('\n', summary) - summary)).at("snapshot_id");
+    const Json told = Json::parse(text.substr(summary, text.find('\n', summary) - summary));
+    added_ = told.at("data_added");
+    return told.at("snapshot_id");
   } catch (const Json::exception& failure) {
     throw ResticError(std::string("restic's report cannot be read: ") + failure.what());
   }

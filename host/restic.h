@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -38,6 +39,10 @@ struct ResticSnapshot {
   /// The values of all such tags.
   std::vector<std::string> tags_named(std::string_view name) const;
 };
+
+/// The seconds since the epoch of a time as restic writes it, RFC 3339; a text that is none counts as the latest
+/// possible time, so that nothing looks old because of it.
+std::int64_t seconds_of(const std::string& time);
 
 /// All members throw ResticError when restic fails, Interrupted, and std::system_error.
 class Restic {
@@ -95,12 +100,16 @@ class ResticUpload {
   /// Ends the stream and gives the new snapshot's id, possibly shortened. Throws ResticError, Interrupted.
   std::string finish();
 
+  /// Bytes that the repository did not hold yet, once it is finished.
+  std::uint64_t added() const { return added_; }
+
  private:
   const Restic& restic_;
   FileDescriptor output_;
   FileDescriptor error_;
   FileDescriptor pipe_;  // before the child, so that the child ends while the pipe is still open
   std::optional<ChildProcess> child_;
+  std::uint64_t added_ = 0;
 };
 
 }  // namespace host

@@ -49,7 +49,7 @@ void SavedStream::take_header(Piece& piece) {
 void SavedStream::take_table(Piece& piece) {
   if (piece.left == 0 || table_done_ == table_size()) return;
   const std::uint64_t count = std::min<std::uint64_t>(table_size() - table_done_, piece.left);
-  table_.resize((table_done_ + count + sizeof(Range) - 1) / sizeof(Range));
+  table_.resize((table_done_ + count + sizeof(DataRange) - 1) / sizeof(DataRange));
   std::memcpy(reinterpret_cast<char*>(table_.data()) + table_done_, piece.next, count);
   piece = {piece.next + count, piece.left - count};
   table_done_ += count;
@@ -65,7 +65,7 @@ void SavedStream::take_padding(Piece& piece) {
 // The table was found to be of exactly as many bytes as the stream may have, so there is a range for each that is left.
 void SavedStream::take_ranges(Piece& piece) {
   while (piece.left > 0 && range_ < table_.size()) {
-    const Range& range = table_[range_];
+    const DataRange& range = table_[range_];
     const std::uint64_t count = std::min<std::uint64_t>(range.length - range_done_, piece.left);
     if (take_data_) take_data_(range.offset + range_done_, piece.next, count);
     piece = {piece.next + count, piece.left - count};
@@ -86,7 +86,7 @@ void SavedStream::check_header() const {
 void SavedStream::check_table() const {
   std::uint64_t end = 0;
   std::uint64_t data = 0;
-  for (const Range& range : table_) {
+  for (const DataRange& range : table_) {
     const bool fits = range.offset >= end && range.offset <= disk_.size && range.length > 0 &&
                       range.length <= disk_.size - range.offset;
     if (!fits || range.offset % sector != 0 || range.length % sector != 0)

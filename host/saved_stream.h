@@ -20,6 +20,12 @@ class DamagedStream : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A part of a disk that holds data.
+struct DataRange {
+  std::uint64_t offset = 0;  // on the disk
+  std::uint64_t length = 0;  // bytes
+};
+
 class SavedStream {
  public:
   /// Takes bytes of the disk, in ascending order of their offset.
@@ -38,11 +44,10 @@ class SavedStream {
   /// Bytes taken so far.
   std::uint64_t bytes() const { return bytes_; }
 
+  /// The table: whole and sound when TakeData is called first, or after finish(). In ascending order.
+  const std::vector<DataRange>& ranges() const { return table_; }
+
  private:
-  struct Range {
-    std::uint64_t offset = 0;  // on the disk
-    std::uint64_t length = 0;  // bytes
-  };
   /// What is left of a piece.
   struct Piece {
     const char* next;
@@ -52,7 +57,7 @@ class SavedStream {
   std::uint64_t display_size() const { return header_[1]; }
   std::uint64_t range_count() const { return header_[3]; }
   std::uint64_t padding() const { return header_[4]; }
-  std::uint64_t table_size() const { return range_count() * sizeof(Range); }
+  std::uint64_t table_size() const { return range_count() * sizeof(DataRange); }
 
   void take_header(Piece& piece);
   void take_table(Piece& piece);
@@ -67,7 +72,7 @@ class SavedStream {
   std::uint64_t bytes_ = 0;
   std::array<std::uint64_t, 5> header_{};
   std::uint64_t header_done_ = 0;
-  std::vector<Range> table_;
+  std::vector<DataRange> table_;
   std::uint64_t table_done_ = 0;
   std::uint64_t padding_done_ = 0;
   std::size_t range_ = 0;

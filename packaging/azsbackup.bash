@@ -17,6 +17,7 @@ _azsbackup() {
     [list]="$output $repository --backup"
     [show]="$output $repository --backup"
     [verify]="$output $repository --backup"
+    [report]="$output $repository --html --stale-after --runs"
     [prune]="$output $repository --keep-last --keep-daily --keep-weekly --keep-monthly --keep-within --leftover-age
       --dry-run"
     [restore]="$output $azure_stack $repository --set --as --to --disks-only --dry-run"
@@ -27,7 +28,7 @@ _azsbackup() {
   local command=${words[1]}
 
   case $prev in
-    --config | --credentials | --password-file | --plugin | --log-file | --repo-password-file | --workload)
+    --config | --credentials | --password-file | --plugin | --log-file | --repo-password-file | --workload | --html)
       _filedir
       return
       ;;
