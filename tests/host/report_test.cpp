@@ -27,7 +27,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr std::uint64_t day = 24 * 3600;
+constexpr std::uint64_t day = 86'400;
 
 TEST(ReportStrip, ShowsHowFullEachPartOfADiskIs) {
   const auto full = DoubleEq(1);
