@@ -44,6 +44,9 @@ constexpr std::array entries{
     Entry{6646, "the server answered with an error", look_at_log},
     Entry{6661, "a value is missing in the credentials store", "Complete the credentials store."},
     Entry{6662, "the credentials store cannot be opened", "Give the store with --credentials FILE."},
+    Entry{
+        6778, "the disk's snapshot cannot be exported",
+        "Look at the log file. Workload files of a discovery without --snapshots need VM_SNAPSHOT_IN_DISCOVERY=false."},
     Entry{6781, "the disk's snapshot is not exported", try_again},
     Entry{6782, "the disk's data cannot be opened", try_again},
     Entry{6783, "the disk's snapshot cannot be found", try_again},

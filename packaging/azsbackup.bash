@@ -10,7 +10,7 @@ _azsbackup() {
   local repository='--repo --repo-password-file --repo-password-command'
   local -A options=(
     [check]="$output $azure_stack"
-    [discover]="$output $azure_stack --keep"
+    [discover]="$output $azure_stack --keep --snapshots"
     [backup]="$output $azure_stack $repository --jobs --workload --init --json-lines"
     [finish]="$output $azure_stack --snapshot"
     [snapshots]="$output $azure_stack --sweep"

@@ -248,6 +248,23 @@ TEST_F(BackupSystem, SpreadsMachinesOverJobs) {
 }
 
 // A login that is refused is the cause of everything; one list that fails is one thing not known.
+// As a job queue does it: each workload file by itself, snapshots from the discovery to the end.
+TEST_F(BackupSystem, GoesFromADiscoveryOverItsFilesToTheEnd) {
+  const Outcome found = run({"discover", "--keep", folder_.path("work"), "--snapshots", "--json", subscription});
+  ASSERT_EQ(found.exit_code, 0) << found.output << found.error;
+  const std::string id = json::parse(found.output)["backup_id"];
+  EXPECT_EQ(standing_snapshots().size(), 3U);
+  for (const auto& file : std::filesystem::directory_iterator(folder_.path("work"))) {
+    const Outcome done = run({"backup", "--workload", file.path()});
+    EXPECT_EQ(done.exit_code, 0) << done.output << done.error;
+  }
+  for (const host::Manifest& manifest : manifests()) EXPECT_EQ(manifest.backup_id, id);
+  EXPECT_EQ(manifests().size(), 2U);
+  const Outcome end = run({"finish", "--snapshot", id, subscription});
+  EXPECT_EQ(end.exit_code, 0) << end.output << end.error;
+  EXPECT_EQ(standing_snapshots(), json::array());
+}
+
 TEST_F(BackupSystem, TellsWhySnapshotsAreNotKnown) {
   sim::Response forbidden;
   forbidden.status = 403;
