@@ -9,6 +9,7 @@
 #include "host/manifest.h"
 #include "host/restore_changes.h"
 #include "host/restore_plan.h"
+#include "host/run_record.h"
 #include "host/saved_machine.h"
 
 namespace {
@@ -29,6 +30,15 @@ void ReadManifest(const std::string& text) {
     }
   } catch (const ManifestError&) {
     return;  // right for nearly all texts
+  }
+}
+
+void ReadRun(const std::string& text) {
+  try {
+    const RunRecord run = parse_run(text);
+    if (run.end < run.begin) std::abort();
+  } catch (const ManifestError&) {
+    return;
   }
 }
 
@@ -55,6 +65,7 @@ void ReadChange(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   ReadManifest(text);
+  ReadRun(text);
   ReadEvent(text);
   ReadChange(text);
   return 0;

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "host/whole_number.h"
+
 namespace host {
 
 namespace {
@@ -28,15 +30,16 @@ EndEvent read_end(const Json& report) {
   EndEvent end{std::nullopt, read_warnings(report.at("warnings"))};
   const Json& error = report.at("error");
   if (!error.is_null()) {
-    end.error = Finding{Stage::azure_stack, static_cast<ExitCode>(error.at("exit_code").get<int>()), error.at("what"),
-                        error.at("next")};
+    end.error = Finding{Stage::azure_stack, static_cast<ExitCode>(whole_number(error.at("exit_code"))),
+                        error.at("what"), error.at("next")};
   }
   return end;
 }
 
 BackupEvent event_of(const Json& object) {
   const std::string& kind = object.at("event").get_ref<const std::string&>();
-  if (kind == "progress") return ProgressEvent{object.at("name"), object.at("done"), object.at("whole")};
+  if (kind == "progress")
+    return ProgressEvent{object.at("name"), whole_number(object.at("done")), whole_number(object.at("whole"))};
   if (kind == "machine") return read_machine(object);
   if (kind == "end") return read_end(object);
   throw EventError("a job tells of an unknown event: " + kind);
@@ -84,8 +87,8 @@ MachineResult read_machine(const Json& object) {
   result.next = read_text(object.at("next"));
   result.manifest = read_text(object.at("manifest"));
   for (const Json& disk : object.at("disks")) result.disks.push_back(read_disk(disk));
-  result.added = object.at("added_bytes");
-  result.seconds = object.at("seconds");
+  result.added = whole_number(object.at("added_bytes"));
+  result.seconds = whole_number(object.at("seconds"));
   result.warnings = read_warnings(object.at("warnings"));
   return result;
 }

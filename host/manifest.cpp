@@ -3,13 +3,15 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "host/whole_number.h"
+
 namespace host {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int manifest_version = 1;
+constexpr std::uint64_t manifest_version = 1;
 constexpr std::size_t longest_manifest = 64U << 20U;
 
 Json as_json(const SavedObject& object) {
@@ -36,14 +38,18 @@ Json disk_json(const SavedDisk& disk) {
 
 SavedDisk read_disk(const Json& object) {
   if (object.at("status") != "complete") throw ManifestError("the manifest holds a disk that is not complete");
-  return {object.at("path"),          object.at("size"),   object.at("stream_bytes"),
-          object.at("skipped_bytes"), object.at("sha256"), object.at("snapshot")};
+  return {object.at("path"),
+          whole_number(object.at("size")),
+          whole_number(object.at("stream_bytes")),
+          whole_number(object.at("skipped_bytes")),
+          object.at("sha256"),
+          object.at("snapshot")};
 }
 
 namespace {
 
 Manifest manifest_of(const Json& object) {
-  if (object.at("version") != manifest_version) throw ManifestError("the manifest is of another version");
+  if (whole_number(object.at("version")) != manifest_version) throw ManifestError("the manifest is of another version");
   Manifest manifest;
   manifest.machine = object.at("machine");
   manifest.server = object.at("server");

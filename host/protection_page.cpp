@@ -33,8 +33,8 @@ std::string age_text(std::int64_t seconds) {
 }
 
 std::string time_of(std::int64_t seconds) {
-  if (seconds == 0) return "not known";
-  const std::string text = time_text(seconds);  // YYYY-MM-DDTHH:MM:SSZ
+  const std::string text = time_text(seconds);  // YYYY-MM-DDTHH:MM:SSZ; none for a time that cannot be
+  if (seconds == 0 || text.size() != sizeof "YYYY-MM-DDTHH:MM:SSZ" - 1) return "not known";
   return "<time datetime=\"" + text + "\">" + text.substr(0, 10) + " " + text.substr(11, 5) + "</time>";
 }
 

@@ -5,6 +5,7 @@
 
 #include "host/backup_events.h"
 #include "host/outcome.h"
+#include "host/whole_number.h"
 
 namespace host {
 
@@ -13,12 +14,21 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* run_path = "/run.json";
-constexpr int run_version = 1;
+constexpr std::uint64_t run_version = 1;
+constexpr std::uint64_t latest_time = 253'402'300'799;  // the year 9999 ends
 constexpr std::size_t longest_record = 64U << 20U;
 
+std::int64_t time_of(const Json& seconds) {
+  const std::uint64_t number = whole_number(seconds);
+  if (number > latest_time) throw ManifestError("the record of a run tells an impossible time");
+  return static_cast<std::int64_t>(number);
+}
+
 RunRecord record_of(const Json& object) {
-  if (object.at("version") != run_version) throw ManifestError("the record of a run is of another version");
-  RunRecord record{object.at("begin"), object.at("end"), {}};
+  if (whole_number(object.at("version")) != run_version)
+    throw ManifestError("the record of a run is of another version");
+  RunRecord record{time_of(object.at("begin")), time_of(object.at("end")), {}};
+  if (record.end < record.begin) throw ManifestError("the record of a run ends before it begins");
   BackupOutcome& outcome = record.outcome;
   outcome.backup_id = object.at("backup_id");
   for (const Json& machine : object.at("machines")) outcome.machines.push_back(read_machine(machine));
@@ -27,7 +37,7 @@ RunRecord record_of(const Json& object) {
   }
   const Json& error = object.at("error");
   if (!error.is_null()) {
-    outcome.error = Finding{Stage::azure_stack, static_cast<ExitCode>(error.at("exit_code").get<int>()),
+    outcome.error = Finding{Stage::azure_stack, static_cast<ExitCode>(whole_number(error.at("exit_code"))),
                             error.at("what"), error.at("next")};
   }
   return record;
@@ -52,6 +62,10 @@ RunRecord load_run(const Restic& restic, const ResticSnapshot& snapshot) {
     if (text.size() + size > longest_record) throw ManifestError("the record of a run is too long to be one");
     text.append(data, size);
   });
+  return parse_run(text);
+}
+
+RunRecord parse_run(const std::string& text) {
   try {
     return record_of(Json::parse(text));
   } catch (const Json::exception& error) {

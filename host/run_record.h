@@ -27,7 +27,10 @@ void store_run(const Restic& restic, const RunRecord& record);
 /// The snapshots of all records, oldest first. Throws as Restic does.
 std::vector<ResticSnapshot> list_runs(const Restic& restic);
 
-/// Throws ManifestError when it is none, and as Restic does.
+/// Throws as parse_run and as Restic does.
 RunRecord load_run(const Restic& restic, const ResticSnapshot& snapshot);
+
+/// The record that a stored text is. Throws ManifestError when it is none.
+RunRecord parse_run(const std::string& text);
 
 }  // namespace host

@@ -145,9 +145,11 @@ TEST(Manifest, IsRefusedWhenItIsNone) {
     std::string text = good;
     return text.replace(text.find(from), from.size(), to);
   };
-  for (const std::string& text : {std::string(), good.substr(0, good.size() / 2), std::string("[]"),
-                                  with("\"version\": 1", "\"version\": 2"), with("\"complete\"", "\"torn\""),
-                                  with("\"size\": 1152921504606846976", "\"size\": \"x\""), with("sha256", "sha1")}) {
+  for (const std::string& text :
+       {std::string(), good.substr(0, good.size() / 2), std::string("[]"), with("\"version\": 1", "\"version\": 2"),
+        with("\"complete\"", "\"torn\""), with("\"size\": 1152921504606846976", "\"size\": \"x\""),
+        with("sha256", "sha1"), with("\"size\": 1152921504606846976", "\"size\": 1e300"),
+        with("\"skipped_bytes\": 12", "\"skipped_bytes\": -1")}) {
     EXPECT_THROW(host::parse_manifest(text), host::ManifestError) << text;
   }
 }
