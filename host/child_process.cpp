@@ -46,7 +46,7 @@ class Attributes {
     require(::posix_spawnattr_init(&attributes_), "cannot prepare a program's start");
     sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) ::sigaddset(&signals, signal);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) ::sigaddset(&signals, signal);
     ::posix_spawnattr_setsigdefault(&attributes_, &signals);
     ::posix_spawnattr_setpgroup(&attributes_, 0);
     ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);

@@ -5,6 +5,7 @@ namespace host {
 namespace {
 
 constexpr std::array stop_signals{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array ignored_signals{SIGPIPE, SIGXFSZ};
 
 volatile sig_atomic_t stop_requested = 0;
 volatile sig_atomic_t request_untold = 0;
@@ -29,13 +30,13 @@ InterruptGuard::InterruptGuard() {
   std::size_t at = 0;
   for (const int signal : stop_signals) ::sigaction(signal, &action, &before_[at++]);
   action.sa_handler = SIG_IGN;
-  ::sigaction(SIGPIPE, &action, &before_[at]);
+  for (const int signal : ignored_signals) ::sigaction(signal, &action, &before_[at++]);
 }
 
 InterruptGuard::~InterruptGuard() {
   std::size_t at = 0;
   for (const int signal : stop_signals) ::sigaction(signal, &before_[at++], nullptr);
-  ::sigaction(SIGPIPE, &before_[at], nullptr);
+  for (const int signal : ignored_signals) ::sigaction(signal, &before_[at++], nullptr);
 }
 
 void check_interrupt() {

@@ -16,7 +16,8 @@ class Interrupted : public std::runtime_error {
 };
 
 /// While it lives, those signals set a flag instead of ending the process, and a pipe that nobody reads gives an error
-/// (EPIPE) instead of SIGPIPE. One at a time; the flag starts cleared.
+/// (EPIPE) instead of SIGPIPE, a file at the limit of its size one (EFBIG) instead of SIGXFSZ. One at a time; the flag
+/// starts cleared.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -25,7 +26,7 @@ class InterruptGuard {
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
  private:
-  static constexpr std::size_t signal_count = 4;
+  static constexpr std::size_t signal_count = 5;
   std::array<struct sigaction, signal_count> before_{};
 };
 

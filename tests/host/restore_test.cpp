@@ -1,5 +1,6 @@
 // azsbackup restore and export, with a fake plug-in and a real repository.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -290,6 +291,15 @@ TEST_F(Export, TellsAndLeavesNothingOfADamagedDisk) {
   const Outcome damaged = export_disk({"17", "os", file_});
   EXPECT_EQ(damaged.exit_code, 1);
   EXPECT_THAT(damaged.error, HasSubstr("SHA-256"));
+
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit small{1U << 20U, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  const Outcome too_large = export_disk({"17", "os", file_});
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(too_large.exit_code, 1);
+  EXPECT_THAT(too_large.error, HasSubstr("File too large"));
   for (const auto& entry : std::filesystem::directory_iterator(folder_.path(""))) {
     EXPECT_THAT(entry.path().filename().string(), Not(HasSubstr("disk.vhd")));
   }
