@@ -1,6 +1,7 @@
 #include "host/protection_page.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <sstream>
 
@@ -96,7 +97,8 @@ void put_header(std::ostream& out, const ProtectionState& state, const std::stri
 void put_strip(std::ostream& out, const DiskState& disk) {
   const std::vector<double> strip = strip_of(disk.ranges, disk.disk.size, strip_parts);
   out << "<svg class=\"strip\" viewBox=\"0 0 " << strip_parts
-      << " 1\" preserveAspectRatio=\"none\" role=\"img\"><title>Where the disk holds data, in "
+      << " 1\" preserveAspectRatio=\"none\" role=\"img\"><title>Where the disk holds its "
+      << byte_text(disk.disk.size - std::min(disk.disk.skipped, disk.disk.size)) << " of data, in "
       << counted(disk.ranges.size(), "range") << "</title><rect class=\"back\" width=\"" << strip_parts
       << "\" height=\"1\"/>";
   const auto shade = [&](std::size_t at) { return static_cast<int>(std::ceil(strip[at] * shades)); };
@@ -172,29 +174,57 @@ void put_machine(std::ostream& out, const MachineState& machine, std::int64_t no
   out << "</article>\n";
 }
 
-// How long the backups took, the newest at the right.
-void put_bars(std::ostream& out, const std::vector<RunState>& runs) {
-  constexpr double width = 100;
-  constexpr double height = 84;
-  std::int64_t longest = 1;
-  for (const RunState& run : runs) longest = std::max(longest, run.end - run.begin);
-  const double step = width / static_cast<double>(std::max<std::size_t>(runs.size(), 16));
-  out << "<p class=\"quiet small\">How long each took, the newest at the right; the longest "
-      << duration_text(static_cast<std::uint64_t>(longest)) << ".</p>\n<svg class=\"bars\" viewBox=\"0 0 " << width
-      << " " << height << "\" preserveAspectRatio=\"none\" role=\"img\"><title>How long each backup took</title>\n";
-  for (std::size_t at = 0; at < runs.size(); ++at) {
-    const RunState& run = runs[at];
-    const double bar = std::max(2.0, height * static_cast<double>(run.end - run.begin) / static_cast<double>(longest));
-    out << "<rect class=\"bar-" << result_of(run) << "\" x=\"" << static_cast<double>(at) * step << "\" y=\""
-        << height - bar << "\" width=\"" << step * 0.8 << "\" height=\"" << bar << "\"><title>"
-        << html_text(run.backup_id) << ": " << duration_text(static_cast<std::uint64_t>(run.end - run.begin))
-        << "</title></rect>\n";
-  }
-  out << "</svg>\n";
+// ---- Charts ---------------------------------------------------------------------------------------------------------
+
+std::uint64_t seconds_of_run(const RunState& run) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(run.end - run.begin, 0));
 }
 
+/// A number of each backup, over the backups.
+struct Chart {
+  const char* name;
+  std::uint64_t (*value)(const RunState&);
+  std::string (*text)(std::uint64_t);
+};
+
+constexpr std::array<Chart, 3> charts{{{"Time", seconds_of_run, duration_text},
+                                       {"Read", [](const RunState& run) { return run.read; }, byte_text},
+                                       {"New", [](const RunState& run) { return run.added; }, byte_text}}};
+
+// The newest at the right end, however few there are.
+void put_chart(std::ostream& out, const Chart& chart, const std::vector<RunState>& runs) {
+  constexpr double width = 100;
+  constexpr double height = 64;
+  constexpr std::size_t places = 10;
+  std::uint64_t most = 1;
+  for (const RunState& run : runs) most = std::max(most, chart.value(run));
+  const double step = width / static_cast<double>(std::max(runs.size(), places));
+  out << "<figure><figcaption>" << chart.name << " <span class=\"quiet\">up to " << chart.text(most)
+      << "</span></figcaption><svg class=\"bars\" viewBox=\"0 0 " << width << " " << height
+      << "\" preserveAspectRatio=\"none\" role=\"img\"><title>" << chart.name
+      << " of each backup, the newest at the right</title>\n";
+  double x = width - step * static_cast<double>(runs.size());
+  for (const RunState& run : runs) {
+    const std::uint64_t value = chart.value(run);
+    const double bar = std::max(2.0, height * static_cast<double>(value) / static_cast<double>(most));
+    out << "<rect class=\"bar-" << result_of(run) << "\" x=\"" << x << "\" y=\"" << height - bar << "\" width=\""
+        << step * 0.8 << "\" height=\"" << bar << "\"><title>" << html_text(run.backup_id) << ", " << result_of(run)
+        << ": " << chart.text(value) << "</title></rect>\n";
+    x += step;
+  }
+  out << "</svg></figure>\n";
+}
+
+void put_charts(std::ostream& out, const std::vector<RunState>& runs) {
+  out << "<div class=\"charts\">\n";
+  for (const Chart& chart : charts) put_chart(out, chart, runs);
+  out << "</div>\n";
+}
+
+// ---- The backups ----------------------------------------------------------------------------------------------------
+
 void put_backup(std::ostream& out, const RunState& run) {
-  const auto seconds = static_cast<std::uint64_t>(run.end - run.begin);
+  const std::uint64_t seconds = seconds_of_run(run);
   out << "<tr><td>" << time_of(run.begin) << "</td><td>" << html_text(run.backup_id) << "</td><td><span class=\"state "
       << result_of(run) << "\">" << result_of(run) << "</span></td><td class=\"number\">" << run.protected_machines
       << " of " << run.protected_machines + run.failed_machines << "</td><td class=\"number\">" << byte_text(run.read)
@@ -208,7 +238,7 @@ void put_backups(std::ostream& out, const std::vector<RunState>& runs) {
   if (runs.empty()) {
     out << "<p class=\"quiet\">No run has left a record in the repository.</p>\n";
   } else {
-    put_bars(out, runs);
+    put_charts(out, runs);
     out << "<div class=\"scroll\"><table>\n<tr><th scope=\"col\">Began (UTC)</th><th scope=\"col\">Backup</th>"
         << "<th scope=\"col\">Result</th><th scope=\"col\" class=\"number\">Machines</th>"
         << "<th scope=\"col\" class=\"number\">Read</th><th scope=\"col\" class=\"number\">New</th>"
@@ -275,7 +305,7 @@ std::string protection_page(const ProtectionState& state, const std::string& rep
   for (const MachineState& machine : state.machines) put_machine(out, machine, state.now);
   put_backups(out, state.runs);
   out << "</main>\n<footer class=\"quiet small\">Made by azsbackup report. \"New\" is what the repository did not hold "
-         "before.</footer>\n</body>\n</html>\n";
+         "before; amber and red bars are backups that did not protect all or any.</footer>\n</body>\n</html>\n";
   return out.str();
 }
 

@@ -30,7 +30,7 @@ p { margin: .2rem 0; }
 .small { font-size: .85rem; }
 .card { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: 1rem 1.2rem;
   margin-bottom: .9rem; }
-.tiles { display: grid; grid-template-columns: repeat(auto-fit, minmax(9rem, 1fr)); gap: .8rem; margin-top: 1.3rem; }
+.tiles { display: grid; grid-template-columns: repeat(4, 1fr); gap: .8rem; margin-top: 1.3rem; }
 .tile { background: var(--card); border: 1px solid var(--line); border-radius: 10px; padding: .7rem 1rem; }
 .tile b { display: block; font-size: 1.5rem; line-height: 1.3; font-weight: 650; font-variant-numeric: tabular-nums; }
 .title { display: flex; flex-wrap: wrap; gap: .2rem .8rem; align-items: baseline; }
@@ -53,7 +53,11 @@ td.number, th.number { text-align: right; white-space: nowrap; }
 .disk .name { display: flex; flex-wrap: wrap; justify-content: space-between; gap: 0 1rem; overflow-wrap: anywhere; }
 svg { display: block; width: 100%; }
 svg.strip { height: 20px; border-radius: 4px; margin-top: .2rem; }
-svg.bars { height: 84px; margin-bottom: .5rem; }
+.charts { display: grid; grid-template-columns: repeat(3, 1fr); gap: .8rem 1.6rem; margin-bottom: .9rem; }
+figure { margin: 0; }
+figcaption { font-size: .8rem; font-weight: 600; margin-bottom: .3rem; }
+figcaption .quiet { font-weight: 400; }
+svg.bars { height: 64px; border-bottom: 1px solid var(--line); }
 .back { fill: var(--empty); }
 .data { fill: var(--data); }
 .bar-complete { fill: var(--data); }
@@ -62,9 +66,15 @@ svg.bars { height: 84px; margin-bottom: .5rem; }
 details { margin-top: .8rem; }
 summary { cursor: pointer; color: var(--quiet); font-size: .85rem; }
 footer { padding-top: .6rem; padding-bottom: 2.5rem; }
+@media (max-width: 40rem) {
+  .tiles { grid-template-columns: repeat(2, 1fr); }
+  .charts { grid-template-columns: 1fr; }
+}
 @media print {
+  * { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
   body { background: #fff; font-size: 11px; }
   .card, .tile { break-inside: avoid; }
+  details::details-content { content-visibility: visible; block-size: auto; }
 }
 )css";
 
