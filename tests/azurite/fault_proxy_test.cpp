@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -70,10 +69,10 @@ TEST_F(FaultProxyTest, EveryActionIsSeenByTheClient) {
 }
 
 TEST_F(FaultProxyTest, TricklesUntilTheClientGoes) {
-  proxy_.add({.action = Trickle{std::chrono::milliseconds(1)}});
+  proxy_.add({.action = Trickle{}});
   const sim_test::Answer answer = send("GET", {}, 5);
   EXPECT_EQ(answer.result, CURLE_WRITE_ERROR);
-  EXPECT_LT(answer.body.size(), data_.size() / 2) << "one byte at a time, until the client goes";
+  EXPECT_LT(answer.body.size(), 1000U) << "one byte at a time, until the client goes";
 }
 
 TEST_F(FaultProxyTest, CountsRequestsByMethodTargetAndHeader) {
