@@ -14,11 +14,6 @@
 #include "tests/support/log_transcript.h"
 #include "tests/support/temporary_directory.h"
 
-extern "C" {
-int write_as_c_host(const char* path, const char* text);
-int read_as_c_host(const char* path, const char* text);
-}
-
 namespace {
 
 struct HandleCloser {
@@ -185,11 +180,6 @@ TEST_F(WorkloadFileTest, ManyRecordsAreReadAcrossRefills) {
   EXPECT_EQ(ReadAll(bytes), expected);
   EXPECT_EQ(result, WKLDFILE_END);
   EXPECT_TRUE(log.contains(1, "Reading from file: " + path + " total bytes: 1048576"));
-}
-
-TEST_F(WorkloadFileTest, ACHostWritesAndReads) {
-  EXPECT_EQ(write_as_c_host(path.c_str(), "/s/g/\xc3\xa4"), 0);
-  EXPECT_EQ(read_as_c_host(path.c_str(), "/s/g/\xc3\xa4"), 1);
 }
 
 TEST_F(WorkloadFileTest, WhatCannotBeIsRefusedWithErrno) {
