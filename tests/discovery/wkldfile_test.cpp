@@ -5,13 +5,12 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 #include "tests/discovery/file_size_limit.h"
 #include "tests/support/log_transcript.h"
+#include "tests/support/read_file.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -43,11 +42,7 @@ class WorkloadFileTest : public testing::Test {
     return wkldfile_write_record(handle.get(), text.c_str(), tag, flag);
   }
   static int Flush(const Handle& handle) { return wkldfile_write_record(handle.get(), nullptr, 0, 0); }
-  std::string Bytes() const {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-  }
+  std::string Bytes() const { return test_support::read_file(path); }
   /// The texts read until something else than 0 comes, which is kept in result.
   std::vector<std::string> ReadAll(const std::string& bytes, std::uint32_t flag = 0) {
     folder.write_file("file", bytes);
