@@ -9,7 +9,6 @@
 
 namespace {
 
-using azurestackpi::EntryFrame;
 using azurestackpi::FunctionLog;
 using azurestackpi::RunEntryPoint;
 using azurestackpi::Status;
@@ -39,28 +38,6 @@ TEST_F(Frame, NeverRunsABodyWithoutItsArguments) {
             6601u);
   EXPECT_FALSE(ran);
   EXPECT_EQ(log.text(), "");
-}
-
-TEST_F(Frame, LeavingLineIsAsTheEntryPointWantsIt) {
-  struct Case {
-    EntryFrame::Leave leave;
-    std::string on_success;
-    std::string on_failure;
-  };
-  const Case cases[] = {
-      {EntryFrame::Leave::kFlow, "3 f: returning rc: 0\n", "3 f: returning rc: 95\n"},
-      {EntryFrame::Leave::kDetail, "1 f: returning rc: 0\n", "1 f: returning rc: 95\n"},
-      {EntryFrame::Leave::kOnFailure, "", "3 f: returning rc: 95\n"},
-      {EntryFrame::Leave::kSilent, "", ""},
-  };
-  for (const Case& given : cases) {
-    log.clear();
-    EXPECT_EQ(RunEntryPoint({"f", nullptr, given.leave}, {}, [](const FunctionLog&) -> Status { return 0; }), 0u);
-    EXPECT_EQ(log.text(), given.on_success);
-    log.clear();
-    EXPECT_EQ(RunEntryPoint({"f", nullptr, given.leave}, {}, [](const FunctionLog&) -> Status { return 95; }), 95u);
-    EXPECT_EQ(log.text(), given.on_failure);
-  }
 }
 
 }  // namespace

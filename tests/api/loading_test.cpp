@@ -7,7 +7,6 @@
 #include <set>
 
 #include "src/api/entry_points.h"
-#include "tests/api/c_host.h"
 #include "tests/api/loaded_library.h"
 #include "tests/support/read_file.h"
 
@@ -118,15 +117,6 @@ TEST(Loading, BothTablesHoldTheEntryPointsInOrder) {
     EXPECT_EQ(slots, expected) << version;
   }
   EXPECT_NE(&library.table(1), &library.table(2));
-}
-
-TEST(Loading, AHostInPlainCDrivesIt) {
-  const LoadedLibrary library;
-  aapi_plugin_info_t info{};
-  ASSERT_EQ(library.init(AAPI_INTERFACE_V1, &info), AAPI_OK);
-  unsigned log_lines = 0;
-  EXPECT_EQ(drive_as_c_host(&info, &log_lines), 0);
-  EXPECT_GT(log_lines, 0u);
 }
 
 }  // namespace

@@ -21,11 +21,6 @@ struct Overloaded : Cases... {
 template <class... Cases>
 Overloaded(Cases...) -> Overloaded<Cases...>;
 
-sim::Response corrupted(sim::Response answer, std::uint64_t offset) {
-  if (offset < answer.body.size()) answer.body[offset] = static_cast<char>(~answer.body[offset]);
-  return answer;
-}
-
 sim::Response with_body(sim::Response answer, const std::string& body) {
   answer.body = body;
   return answer;
@@ -33,17 +28,8 @@ sim::Response with_body(sim::Response answer, const std::string& body) {
 
 }  // namespace
 
-FaultProxy::FaultProxy(std::uint16_t server_port, Strictness strictness)
-    : strictness_(strictness), upstream_(server_port), server_(0, nullptr) {
+FaultProxy::FaultProxy(std::uint16_t server_port) : upstream_(server_port), server_(0, nullptr) {
   server_.serve([this](const sim::Request& request) { return answer(request); });
-}
-
-FaultProxy::~FaultProxy() {
-  {
-    const std::lock_guard lock(mutex_);
-    ending_ = true;
-  }
-  end_.notify_all();
 }
 
 void FaultProxy::add(ProxyFault fault) {
@@ -96,19 +82,11 @@ sim::Reply FaultProxy::faulty_answer(const sim::Request& request, const ProxyAct
                         [&](const sim::ResetBeforeAnswer&) {
                           return Reply{{}, no_answer};
                         },
-                        [&](const sim::Delay& fault) {
-                          Reply reply{forward(request), {}};
-                          pause(fault.duration);
-                          return reply;
-                        },
                         [&](const LoseAnswer&) {
                           return Reply{forward(request), no_answer};
                         },
                         [&](const Trickle& fault) {
                           return Reply{forward(request), {.byte_interval = fault.interval}};
-                        },
-                        [&](const CorruptByte& fault) {
-                          return Reply{corrupted(forward(request), fault.offset), {}};
                         },
                         [&](const ReplaceBody& fault) {
                           return Reply{with_body(forward(request), fault.body), {}};
@@ -118,20 +96,12 @@ sim::Reply FaultProxy::faulty_answer(const sim::Request& request, const ProxyAct
 }
 
 sim::Response FaultProxy::forward(const sim::Request& request) {
-  const bool strict = strictness_ == Strictness::strict;
-  std::optional<sim::Response> refusal;
-  if (strict) refusal = strict_refusal(request);
+  std::optional<sim::Response> refusal = strict_refusal(request);
   try {
-    sim::Response answer = refusal ? *std::move(refusal) : upstream_.send(request);
-    return strict ? strict_answer(request, std::move(answer)) : answer;
+    return strict_answer(request, refusal ? *std::move(refusal) : upstream_.send(request));
   } catch (const std::exception& error) {
     return {.status = 502, .body = std::string("proxy of the tests: ") + error.what()};
   }
-}
-
-void FaultProxy::pause(std::chrono::milliseconds duration) {
-  std::unique_lock lock(mutex_);
-  end_.wait_for(lock, duration, [this] { return ending_; });
 }
 
 }  // namespace azurite

@@ -1,7 +1,6 @@
 // A proxy between a client and the blob service that makes faults happen and writes down what it sees.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -29,13 +28,8 @@ struct SeenRequest {
 /// service seems stricter than it is: see strictness.h. Faults may be added while it serves.
 class FaultProxy {
  public:
-  enum class Strictness { strict, lenient };
-
   /// In front of a server on a port of 127.0.0.1; nothing connects to that before a request comes.
-  explicit FaultProxy(std::uint16_t server_port, Strictness strictness = Strictness::strict);
-
-  /// Cuts all connections and ends all delays.
-  ~FaultProxy();
+  explicit FaultProxy(std::uint16_t server_port);
 
   FaultProxy(const FaultProxy&) = delete;
   FaultProxy& operator=(const FaultProxy&) = delete;
@@ -60,15 +54,11 @@ class FaultProxy {
   sim::Reply answer(const sim::Request& request);
   sim::Reply faulty_answer(const sim::Request& request, const ProxyAction& action);
   sim::Response forward(const sim::Request& request);
-  void pause(std::chrono::milliseconds duration);
 
-  Strictness strictness_;
   Upstream upstream_;
-  mutable std::mutex mutex_;  // of the three below
+  mutable std::mutex mutex_;  // of the two below
   ProxyFaultList faults_;
   std::vector<SeenRequest> requests_;
-  bool ending_ = false;
-  std::condition_variable end_;
   sim::HttpServer server_;  // the last one, so that it is gone before what its handler uses
 };
 

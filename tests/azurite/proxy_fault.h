@@ -21,16 +21,11 @@ struct Trickle {
   std::chrono::milliseconds interval{20};
 };
 
-/// The real answer with one byte of its body inverted; an offset at or past its end changes nothing.
-struct CorruptByte {
-  std::uint64_t offset = 0;
-};
-
 using sim::ReplaceBody;
 
-/// Those of the simulator mean what they mean there; in its Delay the request is carried out first.
+/// Those of the simulator mean what they mean there.
 using ProxyAction = std::variant<sim::AnswerWith, sim::TruncateBody, sim::ResetInBody, sim::ResetBeforeAnswer,
-                                 sim::Delay, LoseAnswer, Trickle, CorruptByte, ReplaceBody>;
+                                 LoseAnswer, Trickle, ReplaceBody>;
 
 struct ProxyFault {
   static constexpr std::uint64_t forever = sim::Fault::forever;

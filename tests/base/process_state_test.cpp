@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <set>
-
 #include "src/base/logging.h"
 
 namespace {
@@ -11,13 +9,6 @@ namespace {
 using azurestackpi::ProcessStateNames;
 using azurestackpi::ProcessValue;
 using azurestackpi::ResetProcessState;
-
-TEST(ProcessState, ListsEveryValueOnceByName) {
-  const std::vector<std::string> names = ProcessStateNames();
-  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
-  EXPECT_THAT(names, testing::IsSupersetOf(
-                         {"session definition", "time of the last keep-alive", "secrets kept out of log lines"}));
-}
 
 TEST(ProcessState, ResetPutsEveryValueBack) {
   const aapi_session_def_v1_t session{};

@@ -7,7 +7,6 @@
 namespace {
 
 using azurestackpi::SplitText;
-using azurestackpi::StringGetNext;
 using testing::ElementsAre;
 
 TEST(Split, EmptyFieldsCountButForTheLast) {
@@ -17,20 +16,6 @@ TEST(Split, EmptyFieldsCountButForTheLast) {
   EXPECT_THAT(SplitText("..", '.'), ElementsAre("", ""));
   EXPECT_THAT(SplitText("ab", '.'), ElementsAre("ab"));
   EXPECT_TRUE(SplitText("", '.').empty());
-}
-
-TEST(Split, TheTokeniserMovesItsCursor) {
-  std::string text = "a/b";
-  char* cursor = text.data();
-  EXPECT_STREQ(StringGetNext(&cursor, '/'), "a");
-  EXPECT_EQ(cursor, text.data() + 2);
-  EXPECT_STREQ(StringGetNext(&cursor, '/'), "b");
-  EXPECT_EQ(cursor, text.data() + 3);
-  EXPECT_EQ(StringGetNext(&cursor, '/'), nullptr);
-  EXPECT_EQ(text, std::string("a\0b", 3));
-  cursor = nullptr;
-  EXPECT_EQ(StringGetNext(&cursor, '/'), nullptr);
-  EXPECT_EQ(StringGetNext(nullptr, '/'), nullptr);
 }
 
 TEST(Trim, TakesASetOfCharactersAway) {
@@ -98,8 +83,6 @@ TEST(Text, YesIsEveryBeginningOfTrue) {
     EXPECT_FALSE(azurestackpi::IsYes(no)) << no;
   }
 }
-
-TEST(Text, ANullTextIsEmpty) { EXPECT_EQ(azurestackpi::getValue(nullptr) + azurestackpi::getValue("a"), "a"); }
 
 struct PathCase {
   std::string path;

@@ -1,21 +1,21 @@
-// A disk written through the write stream and read back through the read stream: over memory, over the blob service,
-// and over the blob service with faults on the way.
+// Disks written through the write stream and read back through the read stream, over memory: what both ask of the
+// storage client. Over the blob service they are used by every backup and restore.
+#include "src/blob/disk_layout.h"
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <random>
 
-#include "src/blob/disk_layout.h"
 #include "src/blob/disk_read_stream.h"
 #include "src/blob/disk_write_stream.h"
-#include "src/blob/page_blob_snapshots.h"
 #include "tests/blob/memory_streams.h"
-#include "tests/blob/page_blob_fixture.h"
+#include "tests/support/fresh_state.h"
+#include "tests/support/log_transcript.h"
+#include "tests/support/temporary_directory.h"
 
 namespace page_blob_test {
 namespace {
@@ -26,33 +26,14 @@ using azurestoragewrapper::PageRange;
 using Bytes = std::vector<std::byte>;
 
 constexpr std::size_t kMiB = std::size_t{1} << 20U;
-constexpr std::size_t kPage = 4096;  // in which the client looks for zeros
+constexpr std::size_t kPage = 4096;
 constexpr std::size_t kDiskPages = 6144;
-constexpr std::size_t kFooter = 512;  // of a VHD, behind the disk
-constexpr std::size_t kDiskSize = kDiskPages * kPage + kFooter;
+constexpr std::size_t kDiskSize = kDiskPages * kPage;
 
 // What a disk should hold, as plain bytes.
 struct Model {
   Bytes bytes = Bytes(kDiskSize);
   std::vector<PageRange> writes;  // by offset
-
-  // The pages that are not all zeros, neighbours merged.
-  std::vector<PageRange> Data() const {
-    std::vector<PageRange> data;
-    for (std::size_t offset = 0; offset < bytes.size(); offset += kPage) {
-      const std::size_t length = std::min(kPage, bytes.size() - offset);
-      const auto* const page = bytes.data() + offset;
-      if (std::all_of(page, page + length, [](std::byte byte) { return byte == std::byte{0}; })) {
-        continue;
-      }
-      if (!data.empty() && data.back().offset + data.back().length == offset) {
-        data.back().length += length;
-      } else {
-        data.push_back({offset, length});
-      }
-    }
-    return data;
-  }
 };
 
 class Random {
@@ -61,22 +42,15 @@ class Random {
 
   std::size_t UpTo(std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(engine_); }
 
-  // Ranges of up to 6 MiB with gaps, of random bytes and pages of zeros among them, and the footer.
+  // Ranges of up to 6 MiB of random bytes, with gaps.
   Model Disk() {
     Model model;
-    std::size_t page = UpTo(200);
-    while (page < kDiskPages) {
+    for (std::size_t page = UpTo(200); page < kDiskPages; page += UpTo(400)) {
       const std::size_t pages = std::min(1 + UpTo(UpTo(1) == 0 ? 8 : 1536), kDiskPages - page);
       model.writes.push_back({page * kPage, pages * kPage});
-      for (std::size_t i = page; i < page + pages; ++i) {
-        if (UpTo(99) != 0) {
-          Fill(model.bytes, i * kPage, kPage);
-        }
-      }
-      page += pages + 1 + UpTo(400);
+      Fill(model.bytes, page * kPage, pages * kPage);
+      page += pages + 1;
     }
-    model.writes.push_back({kDiskPages * kPage, kFooter});
-    Fill(model.bytes, kDiskPages * kPage, kFooter);
     return model;
   }
 
@@ -95,56 +69,6 @@ std::uint32_t Seed() {
   const char* const wanted = std::getenv("AZS_SEED");
   return wanted == nullptr ? std::random_device{}() : static_cast<std::uint32_t>(std::stoul(wanted));
 }
-
-// Where a disk lies and how its streams are opened.
-enum class Place { kMemory, kService, kServiceWithFaults };
-
-constexpr std::array<const char*, 3> kPlaceNames{"Memory", "Service", "ServiceWithFaults"};
-
-void PrintTo(Place place, std::ostream* out) { *out << kPlaceNames.at(static_cast<std::size_t>(place)); }
-
-class DiskStreamTest : public PageBlobTest, public testing::WithParamInterface<Place> {
- protected:
-  Status OpenWrite(disk_write_stream** context) {
-    if (GetParam() == Place::kMemory) {
-      *context = new disk_write_stream;
-      (*context)->stream = std::make_unique<MemoryWriteStream>(memory_);
-      return kOk;
-    }
-    return OpenWriteStream(Address("disk.vhd"), kDiskSize, context);
-  }
-
-  Status OpenRead(const Model& model, disk_read_stream** context) {
-    if (GetParam() == Place::kMemory) {
-      DiskLayout layout;
-      layout.ranges = model.Data();
-      *context = new disk_read_stream(std::move(layout));
-      (*context)->stream = std::make_unique<MemoryReadStream>(memory_);
-      return kOk;
-    }
-    return OpenReadStream(Address("disk.vhd"), "backup", kTag, context, server, false);
-  }
-
-  void AddFaults() {
-    if (GetParam() != Place::kServiceWithFaults) {
-      return;
-    }
-    Fail("PUT", "comp=page", Refusal(503, "ServerBusy"), 2, 2);
-    Fail("PUT", "comp=page", azurite::LoseAnswer{}, 5, 1);
-    Fail("GET", "comp=pagelist", Refusal(500, "InternalError"), 1, 1);
-    Fail("GET", "disk.vhd\\?snapshot=[^&]*$", sim::TruncateBody{1000}, 1, 1);
-    Fail("GET", "disk.vhd\\?snapshot=[^&]*$", sim::ResetInBody{70000}, 3, 1);
-    Fail("GET", "disk.vhd\\?snapshot=[^&]*$", Refusal(503, "ServerBusy"), 5, 1);
-  }
-
-  MemoryDisk memory_{kDiskSize};
-};
-
-std::string NameOf(const testing::TestParamInfo<Place>& place) {
-  return kPlaceNames.at(static_cast<std::size_t>(place.param));
-}
-INSTANTIATE_TEST_SUITE_P(Places, DiskStreamTest,
-                         testing::Values(Place::kMemory, Place::kService, Place::kServiceWithFaults), NameOf);
 
 void WriteDisk(const Model& model, Random& random, disk_write_stream* context) {
   for (const PageRange& range : model.writes) {
@@ -181,61 +105,6 @@ bool Holds(const Model& model, std::uint64_t offset, const Bytes& bytes) {
   return std::memcmp(model.bytes.data() + offset, bytes.data(), bytes.size()) == 0;
 }
 
-TEST_P(DiskStreamTest, WhatIsWrittenIsReadBack) {
-  const std::uint32_t seed = Seed();
-  SCOPED_TRACE("AZS_SEED=" + std::to_string(seed));
-  Random random(seed);
-  const Model model = random.Disk();
-  AddFaults();
-
-  disk_write_stream* writer = nullptr;
-  ASSERT_EQ(OpenWrite(&writer), kOk);
-  WriteDisk(model, random, writer);
-  ASSERT_EQ(CloseWriteStream(&writer), kOk);
-  ASSERT_EQ(writer, nullptr);
-
-  disk_read_stream* reader = nullptr;
-  ASSERT_EQ(OpenRead(model, &reader), kOk) << log.text();
-  EXPECT_EQ(reader->layout.ranges, model.Data());
-  for (const PageRange& range : reader->layout.ranges) {
-    ASSERT_TRUE(Holds(model, range.offset, ReadRange(random, reader, range))) << range.offset;
-  }
-  for (int i = 0; i < 20; ++i) {  // anywhere, past the buffer: across ranges and what lies between
-    Bytes piece(1 + random.UpTo(300000));
-    const std::size_t offset = random.UpTo(kDiskSize - piece.size());
-    std::size_t count = 0;
-    ASSERT_EQ(SeekReadStream(reader, offset), kOk);
-    ASSERT_EQ(Read(reader, piece.data(), piece.size(), count), kOk);
-    ASSERT_EQ(count, piece.size());
-    ASSERT_TRUE(Holds(model, offset, piece)) << offset;
-  }
-  ASSERT_EQ(CloseReadStream(&reader), kOk);
-  ASSERT_EQ(reader, nullptr);
-}
-
-TEST_P(DiskStreamTest, TheEndOfTheDiskIsNoPlaceToReadFrom) {
-  disk_write_stream* writer = nullptr;
-  ASSERT_EQ(OpenWrite(&writer), kOk);
-  ASSERT_EQ(CloseWriteStream(&writer), kOk);
-  disk_read_stream* reader = nullptr;
-  ASSERT_EQ(OpenRead({}, &reader), kOk);
-  EXPECT_TRUE(reader->layout.ranges.empty());
-  Bytes piece(1024, std::byte{1});
-  std::size_t count = 7;
-  ASSERT_EQ(SeekReadStream(reader, kDiskSize - 512), kOk);
-  EXPECT_EQ(Read(reader, piece.data(), piece.size(), count), kInternalError);
-  EXPECT_EQ(count, 0U);
-  EXPECT_TRUE(log.contains(4, "bytes read is not equal to buffersize. size. br = 512, buffersize= 1024"));
-  ASSERT_EQ(SeekReadStream(reader, kDiskSize - 512), kOk);
-  EXPECT_EQ(ReadAhead(reader, piece.data(), 512, 1024, count), kInternalError);
-  EXPECT_TRUE(log.contains(4, "bytes read is not equal to readahead size. br = 512, readahead_size = 1024"));
-  ASSERT_EQ(SeekReadStream(reader, kDiskSize - 512), kOk) << "and the stream goes on";
-  EXPECT_EQ(Read(reader, piece.data(), 512, count), kOk);
-  EXPECT_EQ(piece[511], std::byte{0});
-  EXPECT_EQ(Read(reader, piece.data(), 0, count), kOk);
-  EXPECT_EQ(CloseReadStream(&reader), kOk);
-}
-
 // What a stream asks of the storage client, to the byte.
 class StreamCallsTest : public testing::Test {
  protected:
@@ -255,6 +124,44 @@ class StreamCallsTest : public testing::Test {
   Bytes block_ = Bytes(2 * kStreamBuffer + 1, std::byte{5});
   std::size_t count_ = 0;
 };
+
+TEST_F(StreamCallsTest, WhatIsWrittenIsReadBack) {
+  const std::uint32_t seed = Seed();
+  SCOPED_TRACE("AZS_SEED=" + std::to_string(seed));
+  Random random(seed);
+  const Model model = random.Disk();
+  MemoryDisk disk(kDiskSize);
+  WriteDisk(model, random, Writer(disk).get());
+  const auto reader = Reader(disk);
+  for (const PageRange& range : model.writes) {
+    ASSERT_TRUE(Holds(model, range.offset, ReadRange(random, reader.get(), range))) << range.offset;
+  }
+  for (int i = 0; i < 20; ++i) {  // anywhere, past the buffer: across ranges and what lies between
+    Bytes piece(1 + random.UpTo(300000));
+    const std::size_t offset = random.UpTo(kDiskSize - piece.size());
+    std::size_t count = 0;
+    ASSERT_EQ(SeekReadStream(reader.get(), offset), kOk);
+    ASSERT_EQ(Read(reader.get(), piece.data(), piece.size(), count), kOk);
+    ASSERT_EQ(count, piece.size());
+    ASSERT_TRUE(Holds(model, offset, piece)) << offset;
+  }
+}
+
+TEST_F(StreamCallsTest, TheEndOfTheDiskIsNoPlaceToReadFrom) {
+  MemoryDisk disk(1024);
+  const auto reader = Reader(disk);
+  ASSERT_EQ(SeekReadStream(reader.get(), 512), kOk);
+  EXPECT_EQ(Read(reader.get(), block_.data(), 1024, count_), kInternalError);
+  EXPECT_EQ(count_, 0U);
+  EXPECT_TRUE(log_.contains(4, "bytes read is not equal to buffersize. size. br = 512, buffersize= 1024"));
+  ASSERT_EQ(SeekReadStream(reader.get(), 512), kOk);
+  EXPECT_EQ(ReadAhead(reader.get(), block_.data(), 512, 1024, count_), kInternalError);
+  EXPECT_TRUE(log_.contains(4, "bytes read is not equal to readahead size. br = 512, readahead_size = 1024"));
+  ASSERT_EQ(SeekReadStream(reader.get(), 512), kOk) << "and the stream goes on";
+  EXPECT_EQ(Read(reader.get(), block_.data(), 512, count_), kOk);
+  EXPECT_EQ(block_[511], std::byte{0});
+  EXPECT_EQ(Read(reader.get(), block_.data(), 0, count_), kOk);
+}
 
 TEST_F(StreamCallsTest, ARangeOfTenMiBRefillsTheBufferThreeTimes) {
   MemoryDisk disk(11 * kMiB);

@@ -118,22 +118,6 @@ TEST_F(ManagedDiskSnapshots, LiveFromCreationToDeletion) {
              "DELETE " + path + list_query + " ", listed}));
 }
 
-TEST_F(ManagedDiskSnapshots, HeadersAreInSmallLettersButForTheList) {
-  Answer("BDAZSNAP", 200);
-  AnswerPage(1, R"({"value":[]})");
-  EXPECT_EQ(CancelExport(), kOk);
-  EXPECT_EQ(List(), kOk);
-  const sim::RecordedRequest small = ManagementRequests().at(0);
-  EXPECT_TRUE(HasHeader(small, "version", "4"));
-  EXPECT_TRUE(HasHeader(small, "content-type", "application/json"));
-  EXPECT_TRUE(HasHeader(small, "accept", "application/json"));
-  EXPECT_EQ(sim::find_header(small.headers, "Content-Length"), "0");
-  const sim::RecordedRequest list = ManagementRequests().at(1);
-  EXPECT_TRUE(HasHeader(list, "Version", "4"));
-  EXPECT_TRUE(HasHeader(list, "Content-Type", "application/json"));
-  EXPECT_TRUE(HasHeader(list, "Accept", "application/json"));
-}
-
 TEST_F(ManagedDiskSnapshots, ADiskWithoutATypeGetsStandardStorage) {
   disk.m_storage_account_type.clear();
   ASSERT_EQ(Create(), kOk);
@@ -238,33 +222,24 @@ TEST_F(ManagedDiskSnapshots, FailWithAStatusOfTheirOwn) {
     std::function<Status()> call;
     Status status;
     std::string line;
-    std::string wrapper_line;
   };
-  const std::vector<Case> cases{
-      {[this] { return Create(); }, 6658, "to create snapshot for", "Create snapshot"},
-      {[this] { return Create(&address, kShortRequest); }, 6658, "to create snapshot for", "Create snapshot"},
-      {[this] { return Export(); }, 6778, "to export snapshot 42 for", "Export snapshot"},
-      {[this] { return CancelExport(); }, 6779, "to cancel export snapshot 42 for", "Cancel export snapshot"},
-      {[this] { return Delete(); }, 6780, "to delete snapshot 42 for", "Delete snapshot"}};
+  const std::vector<Case> cases{{[this] { return Create(); }, 6658, "to create snapshot for"},
+                                {[this] { return Create(&address, kShortRequest); }, 6658, "to create snapshot for"},
+                                {[this] { return Export(); }, 6778, "to export snapshot 42 for"},
+                                {[this] { return CancelExport(); }, 6779, "to cancel export snapshot 42 for"},
+                                {[this] { return Delete(); }, 6780, "to delete snapshot 42 for"}};
   for (const Case& c : cases) {
     log.clear();
     Answer("BDAZSNAP", 409);
     EXPECT_EQ(c.call(), c.status);
     EXPECT_TRUE(log.contains(4, "Failed " + c.line + " " + disk.m_disk_id + " disk")) << c.line;
-    EXPECT_TRUE(log.contains(4, c.wrapper_line + " for managed disk failed. ret: " + std::to_string(c.status) + " "));
+    EXPECT_TRUE(log.contains(4, " for managed disk failed. ret: " + std::to_string(c.status) + " "));
     simulator.add_fault({"", "BDAZSNAP", 1, 2, sim::ResetBeforeAnswer{}});
     EXPECT_EQ(c.call(), c.status) << c.line;
-  }
-}
-
-TEST_F(ManagedDiskSnapshots, AnOperationThatFailsIsAFailureOfItsCall) {
-  const std::vector<std::pair<std::function<Status()>, Status>> cases{{[this] { return Create(); }, 6658},
-                                                                      {[this] { return Export(); }, 6778},
-                                                                      {[this] { return CancelExport(); }, 6779},
-                                                                      {[this] { return Delete(); }, 6780}};
-  for (const auto& [call, status] : cases) {
-    AnswerByOperation("BDAZSNAP", R"({"status":"Failed","error":{"code":"x"}})");
-    EXPECT_EQ(call(), status);
+    if (&c != &cases[1]) {  // which does not wait for its operation
+      AnswerByOperation("BDAZSNAP", R"({"status":"Failed","error":{"code":"x"}})");
+      EXPECT_EQ(c.call(), c.status) << c.line;
+    }
   }
 }
 
@@ -291,24 +266,15 @@ TEST_F(ManagedDiskSnapshots, PathsAreMadeOfWholeNamesOnly) {
   EXPECT_EQ(azurestackMD(rest).DeleteSnapshot(), 6601U) << "of no disk";
 }
 
-TEST_F(ManagedDiskSnapshots, AServerWithoutEndpointsIsTold) {
+TEST_F(ManagedDiskSnapshots, NeedAServerWithEndpoints) {
   aapi_pgn_server_handle_s nameless;
-  const std::vector<std::pair<std::function<Status()>, const char*>> cases{
-      {[this] { return Create(); }, "CreateManagedDiskSnapshot: .. create snapshot"},
-      {[this] { return Check(); }, "CheckifSnapshotComplete: .. export snapshot"},
-      {[this] { return Export(); }, "ExportManagedDiskSnapshot: .. export snapshot"},
-      {[this] { return CancelExport(); }, "CancelExportManagedDiskSnapshot: .. cancel export snapshot"},
-      {[this] { return Delete(); }, "DeleteManagedDiskSnapshot: .. delete snapshot"},
-      {[this] { return List(); }, "GetALLManagedDiskSnapshots: .. create snapshot"}};
   for (aapi_server_t* handle : {static_cast<aapi_server_t*>(&nameless), static_cast<aapi_server_t*>(nullptr)}) {
     used = handle;
-    for (const auto& [call, words] : cases) {
-      log.clear();
-      EXPECT_EQ(call(), 6601U);
-      std::string line = words;
-      line.replace(line.find(".."), 2, "Unable to initialize rest server handle for");
-      EXPECT_TRUE(log.contains(4, line + " of managed disk. ret: 6601 ")) << log.text();
+    log.clear();
+    for (const Status status : {Create(), Check(), Export(), CancelExport(), Delete(), List()}) {
+      EXPECT_EQ(status, 6601U);
     }
+    EXPECT_TRUE(log.contains(4, "Unable to initialize rest server handle for")) << log.text();
   }
 }
 

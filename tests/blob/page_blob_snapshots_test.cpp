@@ -282,6 +282,9 @@ TEST_F(PageBlobSnapshotsTest, WhatWillNotPassIsTriedOnce) {
   EXPECT_TRUE(log.contains(4, " . Retryable: 0 "));
   EXPECT_TRUE(log.contains(5, "CreateSnapshot: Exception thrown: "));
   EXPECT_EQ(Create("disk.vhd", "one"), kOk);
+  Fail("DELETE", "snapshot=", Refusal(403, "AuthorizationFailure"), 1, 1);
+  EXPECT_EQ(Delete("disk.vhd", "one"), kInternalError);
+  EXPECT_EQ(Snapshots("disk.vhd"), 1U);
 }
 
 TEST_F(PageBlobSnapshotsTest, ASnapshotIsLookedAtUnlessAsynchronousOnesAreOn) {

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "tests/discovery/file_size_limit.h"
 #include "tests/discovery/scripted_snapshots.h"
+#include "tests/support/read_file.h"
 #include "tests/transport/open_server.h"
 
 namespace discovery_test {
@@ -136,11 +135,7 @@ class DiscoveryTest : public transport_test::OpenServer {
     setup.config[key] = value;
     EXPECT_EQ(Open(setup), kOk);
   }
-  std::string Bytes(const std::string& name) const {
-    std::ostringstream bytes;
-    bytes << std::ifstream(output + "/" + name, std::ios::binary).rdbuf();
-    return bytes.str();
-  }
+  std::string Bytes(const std::string& name) const { return test_support::read_file(output + "/" + name); }
   /// The machines in a workload file, in their order, separated by blanks.
   std::string MachinesIn(const std::string& name) const {
     const std::string bytes = Bytes(name);

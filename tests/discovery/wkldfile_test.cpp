@@ -5,19 +5,13 @@
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 #include "tests/discovery/file_size_limit.h"
 #include "tests/support/log_transcript.h"
+#include "tests/support/read_file.h"
 #include "tests/support/temporary_directory.h"
-
-extern "C" {
-int write_as_c_host(const char* path, const char* text);
-int read_as_c_host(const char* path, const char* text);
-}
 
 namespace {
 
@@ -48,11 +42,7 @@ class WorkloadFileTest : public testing::Test {
     return wkldfile_write_record(handle.get(), text.c_str(), tag, flag);
   }
   static int Flush(const Handle& handle) { return wkldfile_write_record(handle.get(), nullptr, 0, 0); }
-  std::string Bytes() const {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-  }
+  std::string Bytes() const { return test_support::read_file(path); }
   /// The texts read until something else than 0 comes, which is kept in result.
   std::vector<std::string> ReadAll(const std::string& bytes, std::uint32_t flag = 0) {
     folder.write_file("file", bytes);
@@ -185,11 +175,6 @@ TEST_F(WorkloadFileTest, ManyRecordsAreReadAcrossRefills) {
   EXPECT_EQ(ReadAll(bytes), expected);
   EXPECT_EQ(result, WKLDFILE_END);
   EXPECT_TRUE(log.contains(1, "Reading from file: " + path + " total bytes: 1048576"));
-}
-
-TEST_F(WorkloadFileTest, ACHostWritesAndReads) {
-  EXPECT_EQ(write_as_c_host(path.c_str(), "/s/g/\xc3\xa4"), 0);
-  EXPECT_EQ(read_as_c_host(path.c_str(), "/s/g/\xc3\xa4"), 1);
 }
 
 TEST_F(WorkloadFileTest, WhatCannotBeIsRefusedWithErrno) {

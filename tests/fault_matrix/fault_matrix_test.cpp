@@ -5,7 +5,6 @@
 #include "sim/blob_accounts.h"
 #include "sim/disk_store.h"
 #include "sim/vhd_footer.h"
-#include "src/object/object_path.h"
 #include "tests/fault_matrix/fault_sweep.h"
 
 namespace fault_matrix {
@@ -123,7 +122,7 @@ class RestoreMatrix : public FaultSweep {
   RestoreMatrix() : FaultSweep("restore") {}
 
   void Prepare() override {
-    for (const std::string& machine : {web, db}) objects_[machine] = BackUp(machine);
+    for (const std::string& machine : {web, db}) objects_[machine] = BackUpMachine(machine);
     blob_client.create_container(account, "vhds");
     originals_ = OriginalDisks();
     table->close_server(server);
@@ -139,7 +138,7 @@ class RestoreMatrix : public FaultSweep {
   void Run() override {
     done_.clear();
     for (const auto& [machine, objects] : objects_) {
-      if (Note(GiveBack(machine, objects))) done_.insert(machine);
+      if (Note(GiveBack(objects, {{"VmName", NewName(machine)}}))) done_.insert(machine);
     }
     Note(table->restore_postprocess());
   }
@@ -183,14 +182,17 @@ class RestoreMatrix : public FaultSweep {
     Start({});
     for (const auto& [machine, objects] : objects_) {
       const sim::Machine made = MachineOf(machine, NewName(machine));
-      if (!made.vm_id.empty()) Delete(machine, "Compute/virtualMachines/" + NewName(machine), "2017-12-01");
+      const std::string group_name = GroupOf(machine);
+      if (!made.vm_id.empty()) {
+        DeleteResource(group_name, "Compute/virtualMachines/" + NewName(machine), "2017-12-01");
+      }
       const sim::World now = simulator.world();
-      const sim::ResourceGroup& group = now.subscriptions[0].resource_groups.at(GroupOf(machine));
+      const sim::ResourceGroup& group = now.subscriptions[0].resource_groups.at(group_name);
       for (const auto& [name, nic] : group.nics) {
-        if (before_.count(name) == 0) Delete(machine, "Network/networkInterfaces/" + name, "2017-10-01");
+        if (before_.count(name) == 0) DeleteResource(group_name, "Network/networkInterfaces/" + name, "2017-10-01");
       }
       for (const auto& [name, disk] : group.disks) {
-        if (before_.count(name) == 0) Delete(machine, "Compute/disks/" + name, "2017-03-30");
+        if (before_.count(name) == 0) DeleteResource(group_name, "Compute/disks/" + name, "2017-03-30");
       }
     }
     for (const std::string& container : {std::string("vhds"), Vhd().container}) {
@@ -201,49 +203,7 @@ class RestoreMatrix : public FaultSweep {
   }
 
  private:
-  void Delete(const std::string& machine, const std::string& resource, const std::string& version) {
-    azurestackpi::HttpRequest request =
-        Request("/subscriptions/" + subscription + "/resourceGroups/" + GroupOf(machine) + "/providers/Microsoft." +
-                resource + "?api-version=" + version);
-    request.method = azurestackpi::kDelete;
-    request.block_type = azurestackpi::kLongRequest;
-    EXPECT_EQ(Send(request), kOk);
-    EXPECT_LT(http_status, 300) << resource;
-  }
-
-  struct Object {
-    std::string path;
-    std::string bytes;
-  };
   using Images = std::vector<std::string>;
-
-  std::vector<Object> BackUp(const std::string& machine) {
-    std::vector<Object> objects;
-    PrepareMachine(machine, "42", {});
-    for (const std::string& path : RecordsWith(machine)) {
-      EXPECT_EQ(Query(path, "42"), kOk) << path;
-      if (info.object_type != AAPI_OBJECT_FILE) continue;
-      EXPECT_EQ(ReadObject(path, 8 * kMiB), kOk) << path;
-      objects.push_back({path, image});
-    }
-    return objects;
-  }
-
-  /// As a host does it: the small objects, the disks, the recovery. The first failure ends it.
-  Status GiveBack(const std::string& machine, const std::vector<Object>& objects) {
-    std::string last;
-    for (const bool small : {true, false}) {
-      for (const Object& object : objects) {
-        if (azurestackpi::azurestackpi_is_metapath(object.path) != small) continue;
-        const bool is_last = azurestackpi::azurestackpi_is_last_metafile(object.path);
-        const std::string path =
-            is_last ? object.path.substr(0, object.path.rfind('=') + 1) + NewName(machine) : object.path;
-        if (const Status status = Restore(path, object.bytes); status != kOk) return status;
-        last = is_last ? path : last;
-      }
-    }
-    return table->set_object_utimes(server, last.c_str());
-  }
 
   std::string NewName(const std::string& machine) const {
     return (machine == web ? "web-r" : "DB-r") + std::to_string(round_);
@@ -256,10 +216,7 @@ class RestoreMatrix : public FaultSweep {
   }
 
   sim::Machine MachineOf(const std::string& machine, const std::string& name) const {
-    const sim::World now = simulator.world();
-    const auto& machines = now.subscriptions[0].resource_groups.at(GroupOf(machine)).machines;
-    const auto found = machines.find(name);
-    return found == machines.end() ? sim::Machine{} : found->second;
+    return MachineNow(GroupOf(machine), name);
   }
 
   static std::vector<sim::MachineDisk> AllDisks(const sim::Machine& machine) {

@@ -1,10 +1,6 @@
 #include "tests/model/model_fixture.h"
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-#include <sstream>
+#include "tests/support/read_file.h"
 
 namespace model_test {
 namespace {
@@ -22,13 +18,7 @@ std::string DescribeDisk(const std::string& name, std::int64_t size, const azure
 
 }  // namespace
 
-std::string ReadData(const std::string& name) {
-  std::ifstream file(std::string(ARM_DATA "/") + name);
-  EXPECT_TRUE(file.is_open()) << name;
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
+std::string ReadData(const std::string& name) { return test_support::read_file(ARM_DATA "/" + name); }
 
 std::string Describe(const azurestackpi::vm_details_t& vm) {
   const azurestackpi::vm_storage_profile_t& storage = vm.m_storage_profile;
@@ -38,27 +28,6 @@ std::string Describe(const azurestackpi::vm_details_t& vm) {
   for (std::size_t i = 0; i < static_cast<std::size_t>(storage.m_data_disk_count); ++i) {
     const azurestackpi::vm_data_disks_t& slot = storage.m_data_disks.at(i);
     text += DescribeDisk(slot.m_name, slot.m_disk_size_gb, slot.m_disk);
-  }
-  return text;
-}
-
-CapturedOutput::CapturedOutput() : file_(std::tmpfile()), saved_(dup(STDOUT_FILENO)) {
-  static_cast<void>(std::fflush(stdout));
-  dup2(fileno(file_.get()), STDOUT_FILENO);
-}
-
-CapturedOutput::~CapturedOutput() {
-  static_cast<void>(std::fflush(stdout));
-  dup2(saved_, STDOUT_FILENO);
-  close(saved_);
-}
-
-std::string CapturedOutput::Text() const {
-  static_cast<void>(std::fflush(stdout));
-  std::rewind(file_.get());
-  std::string text;
-  for (int c = std::fgetc(file_.get()); c != EOF; c = std::fgetc(file_.get())) {
-    text += static_cast<char>(c);
   }
   return text;
 }

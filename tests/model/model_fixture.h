@@ -1,7 +1,6 @@
 // Readers of the resource model against a server that answers with texts of a test's choice.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "src/model/vm_records.h"
@@ -19,19 +18,10 @@ std::string Describe(const azurestackpi::vm_details_t& vm);
 /// Keeps standard output from its construction on. One at a time.
 class CapturedOutput {
  public:
-  CapturedOutput();
-  ~CapturedOutput();
+  CapturedOutput() { testing::internal::CaptureStdout(); }
+  ~CapturedOutput() { static_cast<void>(testing::internal::GetCapturedStdout()); }
   CapturedOutput(const CapturedOutput&) = delete;
   CapturedOutput& operator=(const CapturedOutput&) = delete;
-
-  std::string Text() const;
-
- private:
-  struct FileCloser {
-    void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
-  };
-  std::unique_ptr<std::FILE, FileCloser> file_;
-  int saved_;
 };
 
 class ModelTest : public transport_test::OpenServer {

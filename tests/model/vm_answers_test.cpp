@@ -196,9 +196,9 @@ TEST_F(VmAnswersTest, ADiskWhoseTypeIsNotToldLeavesItsMachineInWithALine) {
 
 TEST_F(VmAnswersTest, DisksAreAlsoPrintedOnStandardOutput) {
   Serve("/networkInterfaces/", "{}");
-  const CapturedOutput output;
-  ASSERT_NE(Read("vm-unmanaged-linux-data-disk-after-attach.json"), nullptr);
-  EXPECT_EQ(output.Text(),
+  testing::internal::CaptureStdout();
+  EXPECT_NE(Read("vm-unmanaged-linux-data-disk-after-attach.json"), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "diskSizeGB: 30\nlun: 0\nname: d7\ncreateOption: Attach\ncaching: ReadOnly\ndiskSizeGB: 8\n");
 }
 

@@ -2,7 +2,18 @@
 
 #include <algorithm>
 
+#include "src/object/object_path.h"
+
 namespace backup_test {
+namespace {
+
+std::string Renamed(const std::string& path, const std::map<std::string, std::string>& values) {
+  const std::size_t key = path.rfind('/') + 1;
+  const auto value = values.find(path.substr(key, path.find('=', key) - key));
+  return value == values.end() ? path : path.substr(0, path.find('=', key) + 1) + value->second;
+}
+
+}  // namespace
 
 std::string Data(std::size_t size, unsigned seed) {
   std::string bytes(size, '\0');
@@ -45,6 +56,48 @@ Status RestoreTest::Restore(const std::string& path, const std::string& bytes, s
   const Status closed = table->close_object(object);
   EXPECT_TRUE(status == azurestackpi::kOk || closed != azurestackpi::kOk) << "closed as if it were whole";
   return status == azurestackpi::kOk ? closed : status;
+}
+
+std::vector<RestoreTest::Object> RestoreTest::BackUpMachine(const std::string& machine) {
+  std::vector<Object> objects;
+  PrepareMachine(machine, "42", {});
+  for (const std::string& path : RecordsWith(machine)) {
+    EXPECT_EQ(Query(path, "42"), azurestackpi::kOk) << path;
+    if (info.object_type != AAPI_OBJECT_FILE) continue;
+    EXPECT_EQ(ReadObject(path, 8 * kMiB), azurestackpi::kOk) << path;
+    objects.push_back({path, image});
+  }
+  return objects;
+}
+
+Status RestoreTest::GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
+  std::string last;
+  for (const bool small : {true, false}) {
+    for (const Object& object : objects) {
+      if (azurestackpi::azurestackpi_is_metapath(object.path) != small) continue;
+      const std::string path = Renamed(object.path, values);
+      if (const Status status = Restore(path, object.bytes); status != azurestackpi::kOk) return status;
+      last = azurestackpi::azurestackpi_is_last_metafile(path) ? path : last;
+    }
+  }
+  return table->set_object_utimes(server, last.c_str());
+}
+
+sim::Machine RestoreTest::MachineNow(const std::string& group, const std::string& name) const {
+  const sim::World now = simulator.world();
+  const auto& machines = now.subscriptions[0].resource_groups.at(group).machines;
+  const auto found = machines.find(name);
+  return found == machines.end() ? sim::Machine{} : found->second;
+}
+
+void RestoreTest::DeleteResource(const std::string& group, const std::string& resource,
+                                 const std::string& api_version) {
+  azurestackpi::HttpRequest request = Request("/subscriptions/" + subscription + "/resourceGroups/" + group +
+                                              "/providers/Microsoft." + resource + "?api-version=" + api_version);
+  request.method = azurestackpi::kDelete;
+  request.block_type = azurestackpi::kLongRequest;
+  EXPECT_EQ(Send(request), azurestackpi::kOk);
+  EXPECT_LT(http_status, 300) << resource;
 }
 
 std::string RestoreTest::PathOf(const sim::Blob& blob) const {

@@ -1,7 +1,9 @@
 // A host that gives objects back in restore sessions of the demonstration world.
 #pragma once
 
+#include <map>
 #include <string>
+#include <vector>
 
 #include "tests/object/backup_fixture.h"
 
@@ -23,6 +25,25 @@ class RestoreTest : public BackupTest {
   /// Asks for the object, creates it, writes the bytes in pieces of that size and closes it. A failed write ends the
   /// writing. Returns the first failure of creation, writes and close; close may not succeed after another one.
   Status Restore(const std::string& path, const std::string& bytes, std::uint64_t piece = 8 * kMiB);
+
+  /// An object of a backup and what it held.
+  struct Object {
+    std::string path;
+    std::string bytes;
+  };
+
+  /// Backs a machine up and returns all its objects.
+  std::vector<Object> BackUpMachine(const std::string& machine);
+
+  /// Gives them back as a host does: the small ones, each key that is named with that value, the disks, the recovery.
+  /// The first failure ends it.
+  Status GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values);
+
+  /// As the simulator has it now, in a group of the first subscription; without an id when there is none.
+  sim::Machine MachineNow(const std::string& group, const std::string& name) const;
+
+  /// resource: "Compute/disks/NAME".
+  void DeleteResource(const std::string& group, const std::string& resource, const std::string& api_version);
 
   /// Path of an unmanaged disk of DB-01 at that blob, and of a managed disk of web-01 of the test's own.
   std::string PathOf(const sim::Blob& blob) const;

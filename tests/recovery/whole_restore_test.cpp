@@ -7,7 +7,6 @@
 #include <iostream>
 #include <iterator>
 
-#include "src/object/object_path.h"
 #include "tests/object/restore_fixture.h"
 
 namespace recovery_test {
@@ -20,54 +19,9 @@ class WholeRestore : public backup_test::RestoreTest {
  protected:
   WholeRestore() { clock.advance(getpid()); }  // names carry the second: those of tests side by side differ
 
-  struct Object {
-    std::string path;
-    std::string bytes;
-  };
-
-  std::vector<Object> BackUp(const std::string& machine) {
-    std::vector<Object> objects;
-    PrepareMachine(machine, "42", {});
-    for (const std::string& path : RecordsWith(machine)) {
-      EXPECT_EQ(Query(path, "42"), azurestackpi::kOk) << path;
-      if (info.object_type == 4) {
-        EXPECT_EQ(ReadObject(path, 8 * backup_test::kMiB), azurestackpi::kOk) << path;
-        objects.push_back({path, image});
-      }
-    }
-    return objects;
-  }
-
-  /// Gives the objects back, metadata first, each key that is named with that value. The status of the recovery.
-  Status GiveBack(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
+  Status Recover(const std::vector<Object>& objects, const std::map<std::string, std::string>& values) {
     StartRestore({{"STAGING_STORAGE_ACCOUNTS", account}});
-    std::string last;
-    for (const bool metadata : {true, false}) {
-      for (const Object& object : objects) {
-        if (azurestackpi::azurestackpi_is_metapath(object.path) != metadata) {
-          continue;
-        }
-        const std::string path = Renamed(object.path, values);
-        EXPECT_EQ(Restore(path, object.bytes), azurestackpi::kOk) << path << "\n" << log.text();
-        last = azurestackpi::azurestackpi_is_last_metafile(path) ? path : last;
-      }
-    }
-    return table->set_object_utimes(server, last.c_str());
-  }
-
-  void DeleteMachine(const std::string& group, const std::string& name) {
-    azurestackpi::HttpRequest request =
-        Request("/subscriptions/" + subscription + "/resourceGroups/" + group +
-                "/providers/Microsoft.Compute/virtualMachines/" + name + "?api-version=2017-12-01");
-    request.method = azurestackpi::kDelete;
-    EXPECT_EQ(Send(request), azurestackpi::kOk);
-    EXPECT_LT(http_status, 300) << response.body;
-  }
-
-  sim::Machine Machine(const std::string& group, const std::string& name) const {
-    const sim::World now = simulator.world();
-    const auto& machines = now.subscriptions[0].resource_groups.at(group).machines;
-    return machines.count(name) != 0 ? machines.at(name) : sim::Machine{};
+    return GiveBack(objects, values);
   }
 
   std::string Content(const sim::MachineDisk& disk) const {
@@ -78,21 +32,14 @@ class WholeRestore : public backup_test::RestoreTest {
                        "/providers/Microsoft.Compute/disks/" + disk.managed_disk->name;
     return simulator.disk_digest(place).sha256;
   }
-
- private:
-  static std::string Renamed(const std::string& path, const std::map<std::string, std::string>& values) {
-    const std::size_t key = path.rfind('/') + 1;
-    const auto value = values.find(path.substr(key, path.find('=', key) - key));
-    return value == values.end() ? path : path.substr(0, path.find('=', key) + 1) + value->second;
-  }
 };
 
 TEST_F(WholeRestore, OfAMachineWithManagedDisks) {
-  const std::vector<Object> objects = BackUp(web);
-  ASSERT_EQ(GiveBack(objects, {{"VmName", "web-99"}}), azurestackpi::kOk) << log.text();
+  const std::vector<Object> objects = BackUpMachine(web);
+  ASSERT_EQ(Recover(objects, {{"VmName", "web-99"}}), azurestackpi::kOk) << log.text();
   EXPECT_EQ(table->restore_postprocess(), azurestackpi::kOk);
-  const sim::Machine original = Machine("web-rg", "web-01");
-  const sim::Machine made = Machine("web-rg", "web-99");
+  const sim::Machine original = MachineNow("web-rg", "web-01");
+  const sim::Machine made = MachineNow("web-rg", "web-99");
   EXPECT_EQ(made.size, original.size);
   EXPECT_EQ(made.tags, original.tags);
   EXPECT_EQ(made.power_state, original.power_state);
@@ -108,15 +55,15 @@ TEST_F(WholeRestore, OfAMachineWithManagedDisks) {
   }
   ASSERT_EQ(made.nics.size(), 1U);
   EXPECT_TRUE(made.nics[0].nic.name.starts_with("web-99-nic-"));
-  EXPECT_EQ(GiveBack(objects, {{"VmName", "web-99"}}), azurestackpi::kRecoveryFailed) << "it is there already";
+  EXPECT_EQ(Recover(objects, {{"VmName", "web-99"}}), azurestackpi::kRecoveryFailed) << "it is there already";
   EXPECT_EQ(table->restore_postprocess(), azurestackpi::kOperationFailed);
 }
 
 TEST_F(WholeRestore, OfAMachineWithVhds) {
-  const std::vector<Object> objects = BackUp(db);
-  ASSERT_EQ(GiveBack(objects, {{"VmName", "DB-99"}, {"PowerState", "Stopped"}}), azurestackpi::kOk) << log.text();
-  const sim::Machine original = Machine("Data_RG.1", "DB-01");
-  const sim::Machine made = Machine("Data_RG.1", "DB-99");
+  const std::vector<Object> objects = BackUpMachine(db);
+  ASSERT_EQ(Recover(objects, {{"VmName", "DB-99"}, {"PowerState", "Stopped"}}), azurestackpi::kOk) << log.text();
+  const sim::Machine original = MachineNow("Data_RG.1", "DB-01");
+  const sim::Machine made = MachineNow("Data_RG.1", "DB-99");
   EXPECT_EQ(made.power_state, "stopped");
   ASSERT_TRUE(made.os_disk.vhd);
   EXPECT_NE(made.os_disk.vhd, original.os_disk.vhd);
@@ -141,9 +88,9 @@ TEST_F(WholeRestore, ManyInOneProcessHoldNoMoreThanOne) {
   const auto round = [&] {
     const std::string name = "again-" + std::to_string(++count);
     clock.advance(1);
-    ASSERT_EQ(GiveBack(BackUp(web), {{"VmName", name}}), azurestackpi::kOk) << log.text();
+    ASSERT_EQ(Recover(BackUpMachine(web), {{"VmName", name}}), azurestackpi::kOk) << log.text();
     ASSERT_EQ(table->restore_postprocess(), azurestackpi::kOk);
-    ASSERT_NO_FATAL_FAILURE(DeleteMachine("web-rg", name));
+    DeleteResource("web-rg", "Compute/virtualMachines/" + name, "2017-12-01");
     simulator.clear_requests();
     log.clear();
   };

@@ -173,13 +173,4 @@ TEST_F(HttpMessage, TheStatusTextOfABody) {
   }
 }
 
-TEST_F(HttpMessage, OverloadIsWorthARetry) {
-  for (const long later : {429, 500, 502, 503}) {
-    EXPECT_TRUE(azurestackpi::IsOverload(later)) << later;
-  }
-  for (const long other : {0, 200, 202, 400, 401, 404, 409, 428, 430, 501, 504}) {
-    EXPECT_FALSE(azurestackpi::IsOverload(other)) << other;
-  }
-}
-
 }  // namespace

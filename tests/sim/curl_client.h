@@ -44,13 +44,18 @@ class CurlClient {
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list);
     if (!body.empty()) curl_easy_setopt(curl, CURLOPT_COPYPOSTFIELDS, body.c_str());
     if (!ca_file_.empty()) curl_easy_setopt(curl, CURLOPT_CAINFO, ca_file_.c_str());
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &answer.body);
+    Body body_so_far{answer.body, most_bytes_};
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append_body);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &body_so_far);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, append);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &answer.head);
     answer.result = curl_easy_perform(curl);
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &answer.status);
     return answer;
   }
+
+  /// Breaks answers off as soon as a body has so many bytes; the result is CURLE_WRITE_ERROR then.
+  void break_off_after(std::size_t bytes) { most_bytes_ = bytes; }
 
   Answer get(const std::string& url, const std::vector<std::string>& headers = {}) { return send("GET", url, headers); }
 
@@ -60,7 +65,17 @@ class CurlClient {
     return size * count;
   }
 
+  struct Body {
+    std::string& text;
+    std::size_t most_bytes;
+  };
+  static std::size_t append_body(const char* data, std::size_t size, std::size_t count, void* body) {
+    auto& [text, most_bytes] = *static_cast<Body*>(body);
+    return append(data, size, count, &text) + (text.size() < most_bytes ? 0 : 1);
+  }
+
   std::string ca_file_;
+  std::size_t most_bytes_ = std::string::npos;
   std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl_{curl_easy_init(), curl_easy_cleanup};
 };
 

@@ -115,22 +115,6 @@ TEST_F(AsyncOperationTest, WaitsAsLongAsTheFirstAnswerAsks) {
   }
 }
 
-TEST_F(AsyncOperationTest, TheWaitsLastSleepIsTheOvershoot) {
-  struct Case {
-    int seconds, interval;
-    std::vector<std::int64_t> pauses;
-    int keepalives;
-  };
-  const std::vector<Case> cases{{10, 3, {3, 3, 3, 2}, 4}, {0, 1, {1}, 1}, {-1, 2, {1}, 0}, {1, 1, {1, 1}, 2}};
-  for (const Case& c : cases) {
-    clock.clear_pauses();
-    keepalive_calls = 0;
-    azurestackpi::AzureStackPi_HttpClient::HandleHttpWaitandKeepAlive(c.seconds, CountKeepAlive, c.interval);
-    EXPECT_EQ(clock.pauses(), c.pauses);
-    EXPECT_EQ(keepalive_calls, c.keepalives);
-  }
-}
-
 TEST_F(AsyncOperationTest, TheConfiguredIntervalHoldsWhenItIsOne) {
   const std::vector<std::pair<const char*, std::vector<std::int64_t>>> cases{
       {"3", {3, 3, 3, 2}}, {"3601", {10, 10}}, {"0", {10, 10}}, {"3x", {10, 10}}, {"", {10, 10}}};
@@ -190,16 +174,6 @@ TEST_F(AsyncOperationTest, IsFollowedForLongRequestsOnly) {
   EXPECT_EQ(Send(request), kOk);
   EXPECT_EQ(http_status, 202);
   EXPECT_TRUE(log.contains(1, "Async handling not applicable"));
-}
-
-TEST_F(AsyncOperationTest, TheAddressMayBeLong) {
-  const std::string address = OperationAddress() + "&c=" + std::string(4096, 'c');
-  Answer("^/start", 202, {{"azure-asyncoperation", address}});
-  Polls({{200, "{\"status\":\"Succeeded\"}"}});
-  azurestackpi::HttpRequest request = Request("/start?api-version=1");
-  request.block_type = azurestackpi::kLongRequest;
-  EXPECT_EQ(Send(request), kOk);
-  EXPECT_EQ("https://" + simulator.management_host() + ManagementRequests().at(1).target, address);
 }
 
 }  // namespace

@@ -80,22 +80,16 @@ Status OpenServer::Send(const azurestackpi::HttpRequest& request) {
 }
 
 std::vector<sim::RecordedRequest> OpenServer::ManagementRequests() const {
-  std::vector<sim::RecordedRequest> found;
-  for (const sim::RecordedRequest& request : simulator.requests()) {
-    if (request.host == simulator.management_host()) {
-      found.push_back(request);
-    }
-  }
+  std::vector<sim::RecordedRequest> found = simulator.requests();
+  std::erase_if(found, [this](const auto& request) { return request.host != simulator.management_host(); });
   return found;
 }
 
 std::vector<sim::RecordedRequest> OpenServer::LoginRequests() const {
-  std::vector<sim::RecordedRequest> found;
-  for (const sim::RecordedRequest& request : simulator.requests()) {
-    if (request.host == simulator.aad_host() || request.host == simulator.adfs_host()) {
-      found.push_back(request);
-    }
-  }
+  std::vector<sim::RecordedRequest> found = simulator.requests();
+  std::erase_if(found, [this](const auto& request) {
+    return request.host != simulator.aad_host() && request.host != simulator.adfs_host();
+  });
   return found;
 }
 

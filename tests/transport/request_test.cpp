@@ -18,23 +18,6 @@ class RequestTest : public OpenServer {
   RequestTest() { EXPECT_EQ(Open(AadSetup()), kOk); }
 };
 
-std::vector<std::string> Names(const sim::RecordedRequest& request) {
-  std::vector<std::string> names;
-  for (const auto& [name, value] : request.headers) {
-    names.push_back(name);
-  }
-  return names;
-}
-
-TEST_F(RequestTest, SendsTheCallersHeadersThenTheTokenThenTheLength) {
-  ASSERT_EQ(Send(Request()), kOk);
-  EXPECT_EQ(http_status, 200);
-  const sim::RecordedRequest get = ManagementRequests().at(0);
-  EXPECT_EQ(Names(get),
-            (std::vector<std::string>{"Host", "Version", "Content-Type", "Accept", "Authorization", "Content-Length"}));
-  EXPECT_EQ(sim::find_header(get.headers, "Content-Length"), "0");
-}
-
 TEST_F(RequestTest, TellsTheLengthOfNoBodyForGetAndPostOnly) {
   const std::vector<std::pair<int, bool>> cases{{azurestackpi::kGet, true},
                                                 {azurestackpi::kPost, true},

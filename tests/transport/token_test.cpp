@@ -234,27 +234,6 @@ TEST_F(TokenTest, TracingFollowsTheOpenServersSetting) {
   EXPECT_FALSE(traced_login("false"));
 }
 
-TEST_F(TokenTest, TheLogTellsReuseAndRenewalApart) {
-  ASSERT_EQ(Send(Request()), kOk);
-  EXPECT_TRUE(log.contains(1, "Calling AAD access token mechanism"));
-  log.clear();
-  ASSERT_EQ(Send(Request()), kOk);
-  EXPECT_TRUE(log.contains(3, "Reusing auth token"));
-  EXPECT_FALSE(log.contains(1, "Calling AAD"));
-}
-
-// A secret stays one however many others came after it.
-TEST_F(TokenTest, APasswordEchoedLateIsStillMasked) {
-  ASSERT_EQ(Open(AdfsSetup()), kOk);
-  for (int i = 0; i < 40; ++i) {
-    simulator.revoke_tokens();
-    ASSERT_EQ(Send(Request()), kOk);
-  }
-  Answer("^/subscriptions", 403, {}, "you said " + adfs_password + " and demo%20%26%20password%20100%25");
-  ASSERT_EQ(Send(Request()), kOk);
-  EXPECT_TRUE(log.contains(4, "you said ****** and ******"));
-}
-
 // Without a host the path's first piece would become one, and be sent the secret.
 TEST_F(TokenTest, AnEmptyLoginHostMeansThePublicOne) {
   ServerSetup setup = AadSetup();
