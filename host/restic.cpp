@@ -72,6 +72,12 @@ std::string replaced(std::string text, const std::string& what, const std::strin
   return text;
 }
 
+// Behind the seconds of a time, ".123" or nothing; restic leaves zeros at its end out.
+std::string_view fraction_of(std::string_view time) {
+  const std::string_view rest = time.substr(std::min(time.size(), time.find('.')));
+  return rest.substr(0, rest.find_first_not_of(".0123456789"));
+}
+
 ResticSnapshot snapshot_of(const Json& object) {
   ResticSnapshot snapshot{object.at("id"), object.at("time"), "", {}};
   const Json& paths = object.at("paths");
@@ -106,6 +112,12 @@ std::int64_t seconds_of(const std::string& time) {
   if (::strptime(zone.data(), "%z", &parts) == nullptr) return latest;  // it takes "Z" and "+01:00"
   const std::int64_t offset = parts.tm_gmtoff;
   return std::int64_t{::timegm(&parts)} - offset;
+}
+
+bool is_earlier(const std::string& left, const std::string& right) {
+  const std::int64_t left_seconds = seconds_of(left);
+  const std::int64_t right_seconds = seconds_of(right);
+  return left_seconds == right_seconds ? fraction_of(left) < fraction_of(right) : left_seconds < right_seconds;
 }
 
 Restic::Restic(RepositoryAccess access) : access_(std::move(access)), environment_(environment_for(access_)) {}
@@ -195,7 +207,7 @@ std::vector<ResticSnapshot> Restic::list(const std::vector<std::string>& argumen
     std::vector<ResticSnapshot> snapshots;
     for (const Json& object : Json::parse(text)) snapshots.push_back(snapshot_of(object));
     std::sort(snapshots.begin(), snapshots.end(),
-              [](const auto& left, const auto& right) { return left.time < right.time; });
+              [](const auto& left, const auto& right) { return is_earlier(left.time, right.time); });
     return snapshots;
   } catch (const Json::exception& failure) {
     throw ResticError(std::string("restic's list of snapshots cannot be read: ") + failure.what());

@@ -44,6 +44,9 @@ struct ResticSnapshot {
 /// possible time, so that nothing looks old because of it.
 std::int64_t seconds_of(const std::string& time);
 
+/// Which of two such times was first, whatever time zones they are told in.
+bool is_earlier(const std::string& left, const std::string& right);
+
 /// All members throw ResticError when restic fails, Interrupted, and std::system_error.
 class Restic {
  public:

@@ -154,6 +154,10 @@ TEST(PruneOptions, HaveToSayWhatToKeep) {
 TEST(PruneTimes, AreRead) {
   EXPECT_EQ(host::seconds_of("2023-11-14T22:13:20Z"), 1'700'000'000);
   EXPECT_EQ(host::seconds_of("2023-11-14T23:43:20.123456789+01:30"), 1'700'000'000);
+  // What is newest is restored: the clocks of two hosts, or of one in autumn, are an hour or more apart.
+  const std::vector<std::string> in_order = {"2023-11-15T07:13:20+09:00", "2023-11-14T14:13:20.1-08:00",
+                                             "2023-11-14T22:13:20.12Z", "2023-11-14T14:13:21-08:00"};
+  EXPECT_TRUE(std::is_sorted(in_order.begin(), in_order.end(), host::is_earlier));
   for (const char* text : {"", "2023-11-14", "2023-11-14T22:13:20", "2023-11-14T22:13:20.5", "x"}) {
     EXPECT_EQ(host::seconds_of(text), std::numeric_limits<std::int64_t>::max()) << text;
   }
