@@ -25,6 +25,7 @@ constexpr const char* program = "restic";
 constexpr const char* host_name = "azsbackup";  // all hosts write as one, so that backups are found whichever made them
 constexpr int no_program = 127;
 constexpr std::size_t longest_message = 600;
+constexpr const char* lock_mark = "repository is already locked";
 constexpr std::size_t copy_size = 1U << 20U;
 constexpr const char* words_name = "azsbackup-restic";  // of the files that hold what restic says
 
@@ -219,7 +220,9 @@ void Restic::require_success(int exit_code, const FileDescriptor& error) const {
   if (exit_code == no_program) throw ResticError("the program restic cannot be started; install it");
   const std::string words = replaced(content(error), access_.address, name());
   const std::string end = words.size() > longest_message ? words.substr(words.size() - longest_message) : words;
-  throw ResticError("restic failed (exit code " + std::to_string(exit_code) + "): " + printable(end));
+  const std::string what = "restic failed (exit code " + std::to_string(exit_code) + "): " + printable(end);
+  if (words.find(lock_mark) != std::string::npos) throw RepositoryInUse(what);
+  throw ResticError(what);
 }
 
 ResticUpload::ResticUpload(const Restic& restic, const std::string& path, const std::vector<std::string>& tags)

@@ -22,6 +22,12 @@ class ResticError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Another process works on the repository; nothing is wrong with it.
+class RepositoryInUse : public ResticError {
+ public:
+  using ResticError::ResticError;
+};
+
 struct RepositoryAccess {
   std::string address;           // a directory, "sftp:...", "rest:https://...", ...: as restic takes it
   std::string password_file;     // exactly one of these two is given
@@ -83,7 +89,7 @@ class Restic {
 
   std::string run(const std::vector<std::string>& arguments) const;
   std::vector<ResticSnapshot> list(const std::vector<std::string>& arguments) const;
-  /// Throws ResticError for an exit code other than 0; error holds what restic wrote.
+  /// Throws ResticError, RepositoryInUse among them, for an exit code other than 0; error holds what restic wrote.
   void require_success(int exit_code, const FileDescriptor& error) const;
 
   RepositoryAccess access_;

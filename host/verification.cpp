@@ -16,6 +16,8 @@ std::string check_structure(const Restic& restic) {
   try {
     restic.check();
     return "";
+  } catch (const RepositoryInUse&) {
+    throw;  // that is no damage
   } catch (const ResticError& error) {
     return error.what();
   }

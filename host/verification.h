@@ -22,7 +22,7 @@ struct Verification {
 };
 
 /// Checks the structure of the repository and then each backup. Throws ResticError when the repository cannot be
-/// listed, Interrupted.
+/// listed, RepositoryInUse when it cannot be checked because of that, Interrupted.
 Verification verify_repository(const Restic& restic, const std::vector<ManifestEntry>& entries, Progress& progress);
 
 }  // namespace host

@@ -151,6 +151,17 @@ TEST(PruneOptions, HaveToSayWhatToKeep) {
   }
 }
 
+// A backup that runs is no damage.
+TEST_F(Prune, AndVerifyTellThatTheRepositoryIsInUse) {
+  host::ResticUpload upload(restic_, "/s/g/a/disk", {host::disk_tag});
+  const std::string much(8U << 20U, 'x');  // more than any pipe takes: restic has its lock
+  upload.write(much.data(), much.size());
+  EXPECT_THROW(expect_all_restorable(), host::RepositoryInUse);
+  const host_test::Outcome pruned = run({"--keep-last", "1"});
+  EXPECT_EQ(pruned.exit_code, 16);
+  EXPECT_THAT(pruned.error, testing::HasSubstr("when it is done"));
+}
+
 TEST(PruneTimes, AreRead) {
   EXPECT_EQ(host::seconds_of("2023-11-14T22:13:20Z"), 1'700'000'000);
   EXPECT_EQ(host::seconds_of("2023-11-14T23:43:20.123456789+01:30"), 1'700'000'000);
