@@ -66,7 +66,9 @@ void keep_record(RunRecord& run, const Restic& restic) {
   if (run.outcome.backup_id.empty() || (error && error->code == ExitCode::repository)) return;
   run.end = std::time(nullptr);
   try {
-    store_run(restic, run);
+    RunRecord own = run;
+    std::erase_if(own.outcome.machines, [](const MachineResult& machine) { return machine.is_earlier; });
+    store_run(restic, own);
   } catch (const Interrupted&) {
     return;
   } catch (const std::exception& failure) {

@@ -7,6 +7,7 @@
 #include "host/backup_id.h"
 #include "host/backup_jobs.h"
 #include "host/interrupt.h"
+#include "host/manifest.h"
 #include "host/plugin.h"
 #include "host/private_config.h"
 #include "host/private_folder.h"
@@ -125,9 +126,28 @@ class Backup {
   }
 
   void back_up_file(const Plugin& plugin) {
-    const auto work = read_machine_work({options_.workload});
+    auto work = read_machine_work({options_.workload});
     if (!work.empty()) outcome_.backup_id = work.front().snapshot_name;
+    if (!options_.events) take_done(work);  // else it is a job of a backup that has just begun
     with_server(plugin, [&](const BackupTools& tools) { back_up_all(tools, work); });
+  }
+
+  // A scheduler starts a task anew that was killed. What it had done is kept: the snapshots of those machines are gone.
+  void take_done(std::vector<MachineWork>& work) {
+    const std::vector<ManifestEntry> manifests = list_manifests(tools_.restic);
+    std::erase_if(work, [&](const MachineWork& machine) {
+      const auto done = std::find_if(manifests.rbegin(), manifests.rend(), [&](const ManifestEntry& entry) {
+        return entry.machine == machine.machine.path && entry.backup_id == machine.snapshot_name;
+      });
+      if (done == manifests.rend()) return false;
+      MachineResult result;
+      result.machine = done->machine;
+      result.is_protected = result.is_earlier = true;
+      result.manifest = done->snapshot.id;
+      result.warnings.push_back({"an earlier run of its workload file has backed it up", "It is not read again."});
+      add(std::move(result));
+      return true;
+    });
   }
 
   template <typename Body>

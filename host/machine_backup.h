@@ -16,8 +16,9 @@ namespace host {
 struct MachineResult {
   std::string machine;
   bool is_protected = false;
-  std::string problem;  // why it is not
-  std::string next;     // what to do about it
+  bool is_earlier = false;  // by an earlier run of the same backup, which has told its disks
+  std::string problem;      // why it is not
+  std::string next;         // what to do about it
   std::vector<SavedDisk> disks;
   std::string manifest;  // restic's id of its snapshot
   std::vector<Warning> warnings;
