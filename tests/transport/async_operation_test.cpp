@@ -168,6 +168,22 @@ TEST_F(AsyncOperationTest, ABrokenPollEndsTheOperation) {
   EXPECT_EQ(Send(Start()), kOk);
 }
 
+TEST_F(AsyncOperationTest, TheWaitsLastSleepIsTheOvershoot) {
+  struct Case {
+    int seconds, interval;
+    std::vector<std::int64_t> pauses;
+    int keepalives;
+  };
+  const std::vector<Case> cases{{10, 3, {3, 3, 3, 2}, 4}, {0, 1, {1}, 1}, {-1, 2, {1}, 0}, {1, 1, {1, 1}, 2}};
+  for (const Case& c : cases) {
+    clock.clear_pauses();
+    keepalive_calls = 0;
+    azurestackpi::AzureStackPi_HttpClient::HandleHttpWaitandKeepAlive(c.seconds, CountKeepAlive, c.interval);
+    EXPECT_EQ(clock.pauses(), c.pauses);
+    EXPECT_EQ(keepalive_calls, c.keepalives);
+  }
+}
+
 TEST_F(AsyncOperationTest, IsFollowedForLongRequestsOnly) {
   azurestackpi::HttpRequest request = Start();
   request.block_type = azurestackpi::kShortRequest;
