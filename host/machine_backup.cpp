@@ -12,6 +12,7 @@
 #include "host/interrupt.h"
 #include "host/plugin_object.h"
 #include "host/printable.h"
+#include "host/saved_machine.h"
 #include "host/sha256.h"
 #include "host/status_text.h"
 
@@ -176,9 +177,15 @@ class MachineBackup {
   void store_manifest() {
     check_interrupt();
     const std::string& machine = work_.machine.path;
-    const std::string text =
-        manifest_text({machine, tools_.server_name, work_.snapshot_name, time_text(std::time(nullptr)),
-                       ::strcasecmp(work_.machine.power_state.c_str(), "running") == 0, objects_, result_.disks});
+    const Manifest manifest{machine,
+                            tools_.server_name,
+                            work_.snapshot_name,
+                            time_text(std::time(nullptr)),
+                            ::strcasecmp(work_.machine.power_state.c_str(), "running") == 0,
+                            objects_,
+                            result_.disks};
+    check_manifest(manifest, machine);  // what a restore would refuse is not protected
+    const std::string text = manifest_text(manifest);
     std::vector<std::string> tags{manifest_tag, backup_tag(work_.snapshot_name)};
     for (const SavedDisk& disk : result_.disks) tags.push_back(std::string(stream_tag_name) + "=" + disk.snapshot);
     ResticUpload upload(tools_.restic, machine + manifest_name, tags);
@@ -219,6 +226,9 @@ MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work)
   } catch (const StatusError& error) {
     result.problem = error.what() + server_answer(tools.session);
     result.next = status_advice(error.status());
+  } catch (const RepositoryInUse& error) {
+    result.problem = error.what();
+    result.next = "Run the backup again when prune or verify is done; keep them apart from backups.";
   } catch (const ResticError& error) {
     result.problem = error.what();
     result.next = "Check the repository (azsbackup verify) and the room in it, then run the backup again.";
