@@ -199,20 +199,6 @@ TEST_F(SelectionTest, RealListsOfGroups) {
   EXPECT_EQ(Targets("/virtualMachines?").size(), 7U) << "five groups and two";
 }
 
-TEST_F(SelectionTest, WithoutAHostNothingIsSentAndEachCallerSaysSo) {
-  rest.management_endpoint.clear();
-  for (const vm_env_t& env : {Env("rg", "m"), Env("rg"), Env("")}) {
-    log.clear();
-    Build(env);
-    EXPECT_TRUE(log.contains(4, "CreateUrl: Query Url formation failed rc: 6601"));
-    EXPECT_TRUE(log.contains(4, "Failed to create Rest Api query"));
-  }
-  std::vector<std::string> ids;
-  EXPECT_EQ(azurestack_network(rest).listVnets("sub", ids), kInvalidArgument);
-  EXPECT_TRUE(log.contains(4, "MakeAPICall: error CreateUrl failed :6601"));
-  EXPECT_TRUE(ManagementRequests().empty());
-}
-
 TEST_F(SelectionTest, WithoutATokenNothingIsLeftOutSilently) {
   transport_test::ServerSetup setup = AadSetup();
   setup.credentials["ClientSecret"] = "wrong";

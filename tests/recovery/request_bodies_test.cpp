@@ -65,7 +65,7 @@ TEST(RequestBodies, OfANetworkInterface) {
   EXPECT_EQ(PublicIpBody(FullMachine()), R"({"location":"local"})");
 }
 
-TEST(RequestBodies, KeepValuesInsideTheirQuotes) {
+TEST(RequestBodies, AreJsonWhateverMayBeMissingAndWhateverValuesHold) {
   const std::string evil = R"(a","x\)";
   vm_env_t env = FullMachine();
   for (std::string vm_env_t::*const field :
@@ -75,13 +75,19 @@ TEST(RequestBodies, KeepValuesInsideTheirQuotes) {
         &vm_env_t::m_boot_diagnostics_storage_uri}) {
     env.*field = evil;
   }
-  for (const std::string& body :
-       {ManagedVmBody(env, evil, {{evil}, {evil}}), UnmanagedVmBody(env, evil, {{evil}, {evil}}), NicBody(env, evil),
-        PublicIpBody(env)}) {
-    json_error_t error{};
-    const JsonPtr root(json_loads(body.c_str(), JSON_REJECT_DUPLICATES, &error));
-    ASSERT_TRUE(root) << error.text << "\n" << body;
-    EXPECT_STREQ(json_string_value(json_object_get(root.get(), "location")), evil.c_str());
+  for (const bool full : {true, false}) {
+    if (!full) {
+      env.m_tags.clear();
+      env.m_nsg_name.clear();
+      env.m_boot_diagnostics_enabled = false;
+    }
+    for (const std::string& body : {ManagedVmBody(env, evil, {{evil}, {evil}}), UnmanagedVmBody(env, evil, {{evil}}),
+                                    NicBody(env, full ? evil : ""), PublicIpBody(env)}) {
+      json_error_t error{};
+      const JsonPtr root(json_loads(body.c_str(), JSON_REJECT_DUPLICATES, &error));
+      ASSERT_TRUE(root) << error.text << "\n" << body;
+      EXPECT_STREQ(json_string_value(json_object_get(root.get(), "location")), evil.c_str());
+    }
   }
 }
 

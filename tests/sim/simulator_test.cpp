@@ -61,60 +61,42 @@ TEST(Simulator, RemovesItsPrivateDirectory) {
   EXPECT_FALSE(std::filesystem::exists(file.parent_path()));
 }
 
-struct LoginCase {
-  const char* name;
-  bool aad;
-  const char* path;
-  const char* body;  // RESOURCE stands for the accepted audience
-  long status;
-  const char* error;
-};
-
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-  const std::size_t at = text.find(what);
-  return at == std::string::npos ? text : text.replace(at, what.size(), by);
-}
-
 TEST_F(SimulatorTest, LoginsAreCheckedFieldByField) {
-  const char* tenant = "/d9b782d5-d098-4374-8f2c-3907cc34611c/oauth2/token";
-  const char* adfs = "/adfs/oauth2/token";
-  const std::vector<LoginCase> cases = {
-      {"good client", true, tenant,
-       "grant_type=client_credentials&resource=RESOURCE&client_id=625bc9f6-3bf6-4b6d-94ba-e97cf07a22de"
-       "&client_secret=demo%2Bclient/secret=42",
-       200, "none"},
-      {"secret whose plus sign was not encoded", true, tenant,
-       "grant_type=client_credentials&resource=RESOURCE&client_id=625bc9f6-3bf6-4b6d-94ba-e97cf07a22de"
-       "&client_secret=demo+client/secret=42",
-       401, "invalid_client"},
-      {"unknown client", true, tenant,
-       "grant_type=client_credentials&resource=RESOURCE&client_id=0&client_secret=demo%2Bclient/secret=42", 400,
-       "unauthorized_client"},
-      {"other resource", true, tenant,
-       "grant_type=client_credentials&resource=https://other/&client_id=625bc9f6-3bf6-4b6d-94ba-e97cf07a22de"
-       "&client_secret=demo%2Bclient/secret=42",
-       400, "invalid_resource"},
-      {"no grant", true, tenant, "resource=RESOURCE", 400, "invalid_request"},
-      {"wrong grant", true, tenant, "grant_type=password", 400, "unsupported_grant_type"},
-      {"other tenant", true, "/contoso.com/oauth2/token", "grant_type=client_credentials", 400, "invalid_request"},
-      {"good user", false, adfs,
-       "grant_type=password&resource=RESOURCE&client_id=1950a258-227b-4e31-a9cf-717495945fc2"
-       "&username=backup@azurestack.localhost&password=demo%20%26%20password%20100%25",
-       200, "none"},
-      {"wrong password", false, adfs,
-       "grant_type=password&resource=RESOURCE&client_id=1950a258-227b-4e31-a9cf-717495945fc2"
-       "&username=backup@azurestack.localhost&password=demo",
-       400, "invalid_grant"},
-      {"client of nobody", false, adfs, "grant_type=password&resource=RESOURCE&client_id=0", 400, "invalid_client"},
-      {"other resource at AD FS", false, adfs,
-       "grant_type=password&resource=x&client_id=1950a258-227b-4e31-a9cf-717495945fc2", 400, "invalid_resource"},
-      {"wrong grant at AD FS", false, adfs, "grant_type=client_credentials", 400, "unsupported_grant_type"},
+  const std::string tenant = "/d9b782d5-d098-4374-8f2c-3907cc34611c/oauth2/token";
+  const std::string adfs = "/adfs/oauth2/token";
+  const std::string grant = "grant_type=client_credentials&resource=" + world.audience;
+  const std::string client_id = "&client_id=625bc9f6-3bf6-4b6d-94ba-e97cf07a22de";
+  const std::string secret = "&client_secret=demo%2Bclient/secret=42";
+  const std::string password = "grant_type=password&resource=" + world.audience;
+  const std::string adfs_id = "&client_id=1950a258-227b-4e31-a9cf-717495945fc2";
+  const std::string user = "&username=backup@azurestack.localhost&password=demo";
+  struct Case {
+    const char* name;
+    std::string path;
+    std::string body;
+    long status;
+    const char* error;
   };
-  for (const LoginCase& test : cases) {
-    const std::string host = test.aad ? simulator.aad_host() : simulator.adfs_host();
+  const std::vector<Case> cases = {
+      {"good client", tenant, grant + client_id + secret, 200, "none"},
+      {"secret whose plus sign was not encoded", tenant, grant + client_id + "&client_secret=demo+client/secret=42",
+       401, "invalid_client"},
+      {"unknown client", tenant, grant + "&client_id=0" + secret, 400, "unauthorized_client"},
+      {"other resource", tenant, "grant_type=client_credentials&resource=https://other/" + client_id + secret, 400,
+       "invalid_resource"},
+      {"no grant", tenant, "resource=" + world.audience, 400, "invalid_request"},
+      {"wrong grant", tenant, "grant_type=password", 400, "unsupported_grant_type"},
+      {"other tenant", "/contoso.com/oauth2/token", "grant_type=client_credentials", 400, "invalid_request"},
+      {"good user", adfs, password + adfs_id + user + "%20%26%20password%20100%25", 200, "none"},
+      {"wrong password", adfs, password + adfs_id + user, 400, "invalid_grant"},
+      {"client of nobody", adfs, password + "&client_id=0", 400, "invalid_client"},
+      {"other resource at AD FS", adfs, "grant_type=password&resource=x" + adfs_id, 400, "invalid_resource"},
+      {"wrong grant at AD FS", adfs, "grant_type=client_credentials", 400, "unsupported_grant_type"},
+  };
+  for (const Case& test : cases) {
+    const std::string host = test.path == adfs ? simulator.adfs_host() : simulator.aad_host();
     const Answer answer = client.send("POST", "https://" + host + test.path,
-                                      {"Content-Type: application/x-www-form-urlencoded; charset=utf-8"},
-                                      replaced(test.body, "RESOURCE", world.audience));
+                                      {"Content-Type: application/x-www-form-urlencoded; charset=utf-8"}, test.body);
     EXPECT_EQ(answer.status, test.status) << test.name;
     EXPECT_EQ(answer.error(), test.error) << test.name;
   }

@@ -28,7 +28,6 @@ TEST(World, ErrorsNameTheMember) {
   };
   EXPECT_EQ(error_of(with("")), "none");
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {R"({"domain":"d"})", "w.json: region: is missing"},
       {R"({"region":"a/b"})", "w.json: region: must be made of small letters, digits, '-' and '.'"},
       {"[]", "w.json: the file: an object is needed"},
       {with(R"(,"tokenLifetimeSeconds":0)"), "w.json: tokenLifetimeSeconds: must be a whole number above 0"},
@@ -36,8 +35,6 @@ TEST(World, ErrorsNameTheMember) {
       {with(R"(,"adfsUsers":[7])"), "w.json: adfsUsers[0]: an object is needed"},
       {with(R"(,"subscriptions":[{"id":"1","displayName":"x"},{"id":"2"}])"),
        "w.json: subscriptions[1].displayName: is missing"},
-      {with(R"(,"subscriptions":[{"id":"1","displayName":"x","resourceGroups":[{"nam":"g"}]}])"),
-       "w.json: subscriptions[0].resourceGroups[0].name: is missing"},
       {with(R"(,"subscriptions":[{"id":"a","displayName":"x"},{"id":"A","displayName":"y"}])"),
        "w.json: subscriptions[1].id: 'A' is taken"},
       {with(R"(,"subscription":[])"), "w.json: subscription: is not known"},
@@ -56,8 +53,6 @@ TEST(World, ErrorsNameTheMember) {
   const std::string group = "w.json: subscriptions[0].resourceGroups[0].";
   const std::vector<std::pair<std::string, std::string>> resource_cases = {
       {with_group(R"("machines":[{"name":"m","size":"z"}])"), "machines[0].osDisk: is missing"},
-      {with_group(R"("machines":[{"name":"m","size":"z","osDisk":{"name":"o"}}])"),
-       "machines[0].osDisk.sizeGB: is missing"},
       {with_machine(R"("powerstate":"running")"), "machines[0].powerstate: is not known"},
       {with_machine(R"("osType":"linux")"), "machines[0].osType: must be one of Linux, Windows"},
       {with_machine(R"("tags":{"a":1})"), "machines[0].tags.a: must be a text"},
@@ -72,18 +67,12 @@ TEST(World, ErrorsNameTheMember) {
        "machines[0].dataDisks[0].content[1].offsetMB: lies before the end of the range before it"},
       {with_group(R"("disks":[{"name":"d","sizeGB":1,"dataMB":1,"fragments":257}])"),
        "disks[0].fragments: leaves less than 4 KiB for each"},
-      {with_group(R"("disks":[{"name":"d","sizeGB":1,"fragments":2}])"), "disks[0].fragments: is not known"},
       {with_machine(R"("dataDisks":[{"name":"d","sizeGB":1,"resourceGroup":"h"}])"),
        "machines[0].dataDisks[0].resourceGroup: names no group"},
       {with_machine(R"("networkInterfaces":[{"name":"i"}])"),
        "machines[0].networkInterfaces[0].virtualNetwork: is missing"},
       {with_machine(R"("networkInterfaces":[{"name":"i","virtualNetwork":"n","subnet":"t"}])"),
        "machines[0].networkInterfaces[0].subnet: names none of the network"},
-      {with_machine(R"("networkInterfaces":[{"name":"i","virtualNetwork":"n","networkSecurityGroup":"h/n"}])"),
-       "machines[0].networkInterfaces[0].networkSecurityGroup: names no group"},
-      {with_group(R"("storageAccounts":[{"name":"a"},{"name":"a"}])"), "storageAccounts[1].name: 'a' is taken"},
-      {with_group(R"("storageAccounts":[{"name":"A/b"}])"),
-       "storageAccounts[0].name: must be made of small letters, digits, '-' and '.'"},
   };
   for (const auto& [json, message] : resource_cases) EXPECT_EQ(error_of(json), group + message);
   EXPECT_THAT(error_of("{"), testing::StartsWith("w.json: "));

@@ -137,16 +137,5 @@ TEST_F(ProxyTest, ThePasswordInItsAddressIsNotLogged) {
   }
 }
 
-TEST_F(ProxyTest, ThatRefusesTheCredentialsEndsTheRequest) {
-  ServerSetup setup = ByAddress();
-  setup.credentials["InternetProxyUrl"] = proxy.address();
-  setup.credentials["InternetProxyUsername"] = "proxyuser";
-  setup.credentials["InternetProxyPassword"] = "wrong";
-  ASSERT_EQ(Open(setup), kOk);
-  EXPECT_EQ(Send(Request()), azurestackpi::kNoToken);
-  EXPECT_TRUE(log.contains(4, "failed, <56>"));
-  EXPECT_TRUE(simulator.requests().empty());
-}
-
 }  // namespace
 }  // namespace transport_test
