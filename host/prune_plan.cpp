@@ -46,10 +46,10 @@ std::vector<std::string> unnamed(const std::vector<ResticSnapshot>& streams, con
 
 std::vector<ResticSnapshot> outdated_runs(const Restic& restic, const std::vector<ManifestEntry>& kept) {
   if (kept.empty()) return {};
-  const std::int64_t oldest = seconds_of(kept.front().snapshot.time);
+  const std::string& oldest = kept.front().snapshot.time;
   std::vector<ResticSnapshot> runs = list_runs(restic);
   runs.erase(std::remove_if(runs.begin(), runs.end(),
-                            [&](const ResticSnapshot& run) { return seconds_of(run.time) >= oldest; }),
+                            [&](const ResticSnapshot& run) { return !is_earlier(run.time, oldest); }),
              runs.end());
   return runs;
 }

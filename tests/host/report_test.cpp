@@ -27,7 +27,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr std::uint64_t day = 86'400;
+constexpr std::int64_t day = 86'400;
 
 TEST(ReportStrip, ShowsHowFullEachPartOfADiskIs) {
   const auto full = DoubleEq(1);
@@ -81,17 +81,18 @@ class Report : public testing::Test {
   }
   void record(const std::string& backup_id, std::vector<host::MachineResult> machines,
               std::vector<host::LeftOut> refused) const {
-    host::RunRecord run{std::time(nullptr) - 60, std::time(nullptr) + 1, {}};
+    constexpr std::int64_t after_all = 4'000'000'000;
+    host::RunRecord run{after_all - 60, after_all, {}};
     run.outcome.backup_id = backup_id;
     run.outcome.machines = std::move(machines);
     run.outcome.discovery.refused = std::move(refused);
     host::store_run(restic_, run);
   }
-  host::ProtectionState read(std::uint64_t days_later) const {
+  host::ProtectionState read(std::int64_t days_later) const {
     const host::Console console(2);
     host::Progress progress(console, true);
-    const auto now = std::time(nullptr) + static_cast<std::time_t>(days_later * day);
-    return host::read_protection(restic_, {now, day, 2}, progress);
+    const std::int64_t stored = host::seconds_of(restic_.snapshots(host::manifest_tag).back().time);
+    return host::read_protection(restic_, {stored + days_later * day, day, 2}, progress);
   }
   host_test::Outcome run(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), "report");
