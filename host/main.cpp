@@ -1,7 +1,11 @@
 // azsbackup: the reference host of the plug-in, on the command line.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "host/action.h"
 #include "host/backup_command.h"
@@ -12,6 +16,7 @@
 #include "host/export_command.h"
 #include "host/file_descriptor.h"
 #include "host/finish_command.h"
+#include "host/outcome.h"
 #include "host/prune_command.h"
 #include "host/report_command.h"
 #include "host/repository_commands.h"
@@ -51,6 +56,17 @@ ExitCode run(int argc, char** argv) {
   return action();
 }
 
+// Before a command had a report to put it into. A program that asked for JSON gets it all the same.
+void tell_failure(const std::vector<std::string>& arguments, ExitCode code, const char* what) {
+  std::cerr << "azsbackup: " << what << "\n";
+  if (std::find(arguments.begin(), arguments.end(), "--json") == arguments.end()) return;
+  const host::Finding error{host::Stage::azure_stack, code, what, ""};
+  std::cout << host::report_text({{"command", arguments.size() > 1 ? arguments[1] : ""},
+                                  {"result", host::result_word(code)},
+                                  {"exit_code", static_cast<int>(code)},
+                                  {"error", host::error_json(error)}});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,10 +75,10 @@ int main(int argc, char** argv) {
     host::fill_standard_descriptors();
     code = run(argc, argv);
   } catch (const host::UsageError& error) {
-    std::cerr << "azsbackup: " << error.what() << "\n";
     code = ExitCode::usage;
+    tell_failure({argv, argv + argc}, code, error.what());
   } catch (const std::exception& error) {
-    std::cerr << "azsbackup: " << error.what() << "\n";
+    tell_failure({argv, argv + argc}, code, error.what());
   }
   return static_cast<int>(code);
 }

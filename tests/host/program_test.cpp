@@ -57,6 +57,8 @@ TEST_F(Program, PrintsOneJsonObject) {
   EXPECT_EQ(object["steps"][0]["step"], "plug-in");
   EXPECT_EQ(object["steps"][0]["state"], "ok");
   EXPECT_EQ(object["steps"].back()["state"], "not tried");
+  const Outcome refused = check({"--server", good_name, "--json", "--user", "anna", "--password-file", "/dev/null"});
+  EXPECT_EQ(nlohmann::json::parse(refused.output)["exit_code"], 2);
 }
 
 // A refused name still gives a handle, which has to be closed.
