@@ -112,6 +112,13 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
   }
 }
 
+TEST_F(Backup, ProtectsNothingThatARestoreWouldRefuse) {
+  const Outcome outcome = backup("foreign");
+  EXPECT_EQ(outcome.exit_code, 3) << outcome.output << outcome.error;
+  EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: "));
+  EXPECT_THAT(protected_machines(), ElementsAre(second));
+}
+
 TEST_F(Backup, ClosesWhatIsOpenWhenItIsStopped) {
   const Outcome outcome = backup("signal");
   EXPECT_EQ(outcome.exit_code, 1);

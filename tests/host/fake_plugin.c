@@ -83,7 +83,8 @@ struct aapi_object_s {
 static int is_kind(const aapi_server_t* server, const char* kind) { return strcmp(server->kind, kind) == 0; }
 
 static int has_machines(const aapi_server_t* server) {
-  static const char* const kinds[] = {"fine", "breaks", "early", "empty", "locked", "signal", "killed", "unset"};
+  static const char* const kinds[] = {"fine",   "breaks", "early", "empty",  "locked",
+                                      "signal", "killed", "unset", "foreign"};
   for (size_t at = 0; at < sizeof kinds / sizeof *kinds; ++at) {
     if (is_kind(server, kinds[at])) return 1;
   }
@@ -104,8 +105,9 @@ static uint32_t get_snappath_from_realpath(aapi_server_t* server, const char* sn
 }
 
 /* What the metadata object holds: the last of a machine its configuration. Returns its length. */
-static uint64_t write_text(const char* path, char* out, size_t size) {
+static uint64_t write_text(const aapi_server_t* server, const char* path, char* out, size_t size) {
   const char* name = strstr(path, "/VmName=");
+  if (name != NULL && is_kind(server, "foreign") && strstr(path, "/first/") != NULL) name = "/VmName=another";
   const int length =
       name == NULL ? snprintf(out, size, "METADATA_FILE")
                    : snprintf(out, size,
@@ -126,7 +128,7 @@ static uint32_t query_machine_object(aapi_server_t* server, const char* path, aa
   } else if (strstr(path, "/VmName=") != NULL || strstr(path, "/UseManagedDisk=") != NULL) {
     out->object_type = AAPI_OBJECT_FILE;
     char text[512];
-    out->size = write_text(path, text, sizeof text);
+    out->size = write_text(server, path, text, sizeof text);
     if (first && is_kind(server, "unset") && strstr(path, "=No") != NULL) return 6661;
   }
   return 0;
@@ -255,7 +257,7 @@ static uint32_t meet_fault(const aapi_object_t* object) {
 static uint32_t read_object(aapi_object_t* object, void* buffer, uint64_t length, uint64_t offset, uint64_t* count) {
   char text[512];
   char* out = buffer;
-  uint64_t end = write_text(object->path, text, sizeof text);
+  uint64_t end = write_text(object->server, object->path, text, sizeof text);
   if (object->is_disk) end = STREAM_SIZE;
   *count = 0;
   if (offset != object->position) return AAPI_E_INVALID_ARGUMENT;
