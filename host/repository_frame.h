@@ -25,8 +25,8 @@ struct Answer {
   nlohmann::ordered_json members = nlohmann::ordered_json::object();
 };
 
-/// Does the work on the opened repository and prints its answer. Of its failures ResticError, ManifestError and
-/// Interrupted become lines and exit codes.
+/// Does the work on the opened repository and prints its answer. Its failures become lines and exit codes as finding_of
+/// says; UsageError and std::system_error pass through.
 ExitCode run_on_repository(const char* command, const RepositoryWork& options,
                            const std::function<Answer(const Restic&, Progress&)>& work);
 
