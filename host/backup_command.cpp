@@ -110,6 +110,11 @@ void add_backup_command(CLI::App& program, Action& action) {
                    "Back up what this workload file of a discovery names; end such a backup with finish")
       ->type_name("FILE")
       ->excludes(jobs);
+  command
+      ->add_option("--retry-lock", options->lock_minutes,
+                   "Wait so long while prune or verify has the repository to itself [60]")
+      ->type_name("MINUTES")
+      ->check(CLI::Range(0, 10'000));
   command->add_flag("--init", options->init, "Make the repository when it cannot be opened");
   command
       ->add_flag("--json-lines", options->events,

@@ -11,6 +11,7 @@
 #include "host/plugin.h"
 #include "host/private_config.h"
 #include "host/private_folder.h"
+#include "host/repository_hold.h"
 #include "host/snapshot_sweep.h"
 #include "host/workload_file.h"
 
@@ -67,12 +68,32 @@ class Backup {
   void fail(Finding finding) { outcome_.error = std::move(finding); }
 
   // Before anything is asked of the cloud: snapshots that nobody can store would be in vain.
-  void prepare_repository() const {
+  void prepare_repository() {
     try {
-      tools_.restic.open();
+      claim_repository();
+    } catch (const RepositoryInUse&) {
+      throw;
     } catch (const ResticError&) {
       if (!options_.init || !initialized()) throw;
+      claim_repository();
     }
+  }
+
+  // For a job its parent does it.
+  void claim_repository() {
+    if (options_.events) {
+      tools_.restic.open();
+    } else {
+      hold_ = hold_repository(tools_.restic, wait_minutes(options_.lock_minutes, [this] { tell_of_wait(); }));
+    }
+  }
+
+  void tell_of_wait() const {
+    const std::string minutes = std::to_string(options_.lock_minutes);
+    tools_.log.write(AAPI_LOG_ERROR, ("the repository is in use; waiting up to " + minutes + " minutes").c_str());
+    if (!options_.has_lines()) return;
+    tools_.console.print_error("azsbackup: prune or verify works on the repository; waiting up to " + minutes +
+                               " minutes for it\n");
   }
 
   bool initialized() const {
@@ -254,6 +275,7 @@ class Backup {
   Progress progress_;
   const std::string server_name_;
   const PrivateConfig config_;
+  RepositoryHold hold_;
   BackupOutcome outcome_;
 };
 

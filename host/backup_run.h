@@ -14,8 +14,9 @@ struct BackupOptions {
   CommonOptions common;
   RepositoryOptions repository;
   std::vector<std::string> selections;
-  std::string workload;  // one file; empty: a discovery of the selections
-  unsigned jobs = 0;     // processes that the machines are dealt out to; 0: none but this one
+  std::string workload;        // one file; empty: a discovery of the selections
+  unsigned jobs = 0;           // processes that the machines are dealt out to; 0: none but this one
+  unsigned lock_minutes = 60;  // how long it waits for somebody who has the repository to himself
   bool init = false;
   bool events = false;  // each machine is told as a JSON object, a line, as soon as it is done
 

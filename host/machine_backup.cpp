@@ -228,7 +228,7 @@ MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work)
     result.next = status_advice(error.status());
   } catch (const RepositoryInUse& error) {
     result.problem = error.what();
-    result.next = "Run the backup again when prune or verify is done; keep them apart from backups.";
+    result.next = "Run the backup again when the other process is done.";
   } catch (const ResticError& error) {
     result.problem = error.what();
     result.next = "Check the repository (azsbackup verify) and the room in it, then run the backup again.";

@@ -1,5 +1,6 @@
 #include "host/restic.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -155,10 +156,11 @@ void Restic::dump(const ResticSnapshot& snapshot, const std::function<void(const
   require_success(child.wait(), error);
 }
 
-// A host that was killed leaves its lock behind, and a check wants the repository to itself; only locks whose owner is
-// gone are removed here.
+void Restic::remove_stale_locks() const { run({"unlock"}); }
+
+// A host that was killed leaves its lock behind, and a check wants the repository to itself.
 void Restic::check() const {
-  run({"unlock"});
+  remove_stale_locks();
   run({"check"});
 }
 
@@ -180,14 +182,14 @@ std::vector<std::string> Restic::superseded(const std::string& tag, const std::v
 
 void Restic::forget(const std::vector<std::string>& ids) const {
   if (ids.empty()) return;  // without an id restic would look at all
-  run({"unlock"});
+  remove_stale_locks();
   std::vector<std::string> arguments{"forget", "--"};
   arguments.insert(arguments.end(), ids.begin(), ids.end());
   run(arguments);
 }
 
 void Restic::prune() const {
-  run({"unlock"});
+  remove_stale_locks();
   run({"prune"});
 }
 
@@ -248,6 +250,12 @@ void ResticUpload::write(const char* data, std::size_t size) {
       fail_system("cannot write to restic");
     }
   }
+}
+
+std::size_t ResticUpload::pipe_size() const {
+  const int size = ::fcntl(pipe_.get(), F_GETPIPE_SZ);
+  if (size < 0) fail_system("cannot ask for the size of a pipe");
+  return static_cast<std::size_t>(size);
 }
 
 std::string ResticUpload::finish() {

@@ -71,6 +71,9 @@ class Restic {
   /// Hands the bytes of a snapshot's file to take, in order. When it fails, what was handed out is not the whole.
   void dump(const ResticSnapshot& snapshot, const std::function<void(const char*, std::size_t)>& take) const;
 
+  /// Removes locks whose owner is gone: a process of this host that has ended, or one that has not renewed its lock for
+  /// half an hour.
+  void remove_stale_locks() const;
   /// Checks the structure of the whole repository, its data not read.
   void check() const;
   /// The ids of the snapshots of this tag that restic's keep rules ("--keep-last", "3", ...) do not keep, each path by
@@ -105,6 +108,9 @@ class ResticUpload {
 
   /// Throws ResticError when restic has ended, Interrupted.
   void write(const char* data, std::size_t size);
+
+  /// Bytes that wait for restic at most.
+  std::size_t pipe_size() const;
 
   /// Ends the stream and gives the new snapshot's id, possibly shortened. Throws ResticError, Interrupted.
   std::string finish();

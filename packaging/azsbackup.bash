@@ -11,7 +11,7 @@ _azsbackup() {
   local -A options=(
     [check]="$output $azure_stack"
     [discover]="$output $azure_stack --keep --snapshots"
-    [backup]="$output $azure_stack $repository --jobs --workload --init --json-lines"
+    [backup]="$output $azure_stack $repository --jobs --workload --retry-lock --init --json-lines"
     [finish]="$output $azure_stack --snapshot"
     [snapshots]="$output $azure_stack --sweep"
     [list]="$output $repository --backup"
@@ -45,7 +45,7 @@ _azsbackup() {
       mapfile -t COMPREPLY < <(compgen -c -- "$cur")
       return
       ;;
-    --server | --user | --jobs | --snapshot | --backup | --as | --to | --keep-* | --leftover-age) return ;;
+    --server | --user | --jobs | --retry-lock | --snapshot | --backup | --as | --to | --keep-* | --leftover-age) return ;;
   esac
 
   if ((cword == 1)); then
