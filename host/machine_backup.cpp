@@ -146,17 +146,20 @@ class MachineBackup {
   SavedDisk store_stream(OpenObject& object, const std::string& path, std::uint64_t size) {
     ResticUpload upload(tools_.restic, path, {disk_tag, backup_tag(work_.snapshot_name)});
     Sha256 digest;
-    DiskStreamMeter meter;
-    for (auto piece = object.read(read_size); !piece.empty(); piece = object.read(read_size)) {
-      check_interrupt();
-      meter.take(piece.data(), piece.size());
-      digest.update(piece.data(), piece.size());
-      upload.write(piece.data(), piece.size());
-      tools_.progress.advance(meter.bytes(), meter.expected().value_or(0));
+    DiskStream stream(size);
+    try {
+      for (auto piece = object.read(read_size); !piece.empty(); piece = object.read(read_size)) {
+        check_interrupt();
+        stream.take(piece.data(), piece.size());
+        digest.update(piece.data(), piece.size());
+        upload.write(piece.data(), piece.size());
+        tools_.progress.advance(stream.bytes(), stream.expected().value_or(0));
+      }
+      stream.finish();
+    } catch (const DamagedStream& damage) {
+      throw MachineError(path + ": " + damage.what());
     }
-    const std::string problem = meter.problem(size);
-    if (!problem.empty()) throw MachineError(path + ": " + problem);
-    SavedDisk disk{path, size, meter.bytes(), meter.skipped(), digest.finish(), upload.finish()};
+    SavedDisk disk{path, size, stream.bytes(), stream.skipped(), digest.finish(), upload.finish()};
     result_.added += upload.added();
     return disk;
   }

@@ -164,7 +164,7 @@ TEST_F(Report, TellsWhatIsDamaged) {
   }
   const host::ProtectionState state = read(0);
   ASSERT_EQ(state.machines.size(), 3U);
-  EXPECT_THAT(state.machines[0].problem, HasSubstr("its stored stream is damaged"));
+  EXPECT_THAT(state.machines[0].problem, HasSubstr("its stream is damaged"));
   EXPECT_THAT(state.machines[1].problem, HasSubstr("its newest backup is damaged"));
   EXPECT_EQ(state.machines[2].protection, Protection::current);
   ASSERT_EQ(state.runs.size(), 1U);

@@ -6,7 +6,6 @@
 
 #include <filesystem>
 
-#include "host/disk_stream.h"
 #include "host/interrupt.h"
 #include "host/manifest.h"
 #include "host/sha256.h"
@@ -151,35 +150,6 @@ TEST(Manifest, IsRefusedWhenItIsNone) {
         with("sha256", "sha1"), with("\"size\": 1152921504606846976", "\"size\": 1e300"),
         with("\"skipped_bytes\": 12", "\"skipped_bytes\": -1")}) {
     EXPECT_THROW(host::parse_manifest(text), host::ManifestError) << text;
-  }
-}
-
-TEST(DiskStream, TellsAWholeStreamFromAnyOther) {
-  const auto stream = [](std::vector<std::uint64_t> header, std::size_t rest) {
-    return std::string(reinterpret_cast<const char*>(header.data()), header.size() * 8) + std::string(rest, 'x');
-  };
-  const std::uint64_t huge = ~std::uint64_t{0};
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {stream({56, 4096, 512, 1, 456}, 16 + 456 + 512), ""},
-      {stream({40, 4096, 0, 0, 0}, 0), ""},
-      {stream({56, 4096, 512, 1, 456}, 16 + 456 + 511), "1023 bytes of 1024"},
-      {stream({56, 4096, 512, 1, 456}, 16 + 456 + 513), "1025 bytes of 1024"},
-      {stream({56, 8192, 512, 1, 456}, 16 + 456 + 512), "a disk of 8192 bytes"},
-      {stream({56, 4096, 4097, 1, 0}, 16), "impossible"},
-      {stream({56, 4096, 512, huge / 16, 0}, 16), "impossible"},
-      {stream({56, huge, huge, 1, huge}, 16), "impossible"},
-      {"short", "within the header"},
-      {"", "within the header"}};
-  for (const auto& [bytes, problem] : cases) {
-    host::DiskStreamMeter meter;
-    for (const char& byte : bytes) meter.take(&byte, 1);
-    EXPECT_EQ(meter.bytes(), bytes.size());
-    if (problem.empty()) {
-      EXPECT_EQ(meter.problem(4096), "");
-      EXPECT_EQ(meter.expected(), bytes.size());
-    } else {
-      EXPECT_THAT(meter.problem(4096), HasSubstr(problem));
-    }
   }
 }
 

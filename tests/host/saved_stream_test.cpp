@@ -69,16 +69,22 @@ TEST(SavedStream, IsRefusedWhenItIsNotTheSavedOne) {
   EXPECT_THAT(refusal(record_of(good), flipped), HasSubstr("SHA-256"));
   EXPECT_THAT(refusal(record_of(good), good.substr(0, good.size() - 1)), HasSubstr("ends early: 1615 bytes of 1616"));
   EXPECT_THAT(refusal(record_of(good), good + "x"), HasSubstr("longer"));
+  EXPECT_THAT(refusal(record_of(good), ""), HasSubstr("within the header"));
+  host::SavedDisk other = record_of(good);
+  ++other.stream_bytes;  // told before any of its data is taken
+  EXPECT_THAT(refusal(other, good.substr(0, 81)), HasSubstr("not as long"));
 }
 
 // Header and table are judged by themselves, before the digest is known: what they say is used at once.
 TEST(SavedStream, IsRefusedForAHeaderOrATableThatCannotBe) {
   const std::uint64_t huge = ~std::uint64_t{0};
   const std::vector<std::pair<Words, std::string>> cases = {
-      {{72, 4096, 1536, 2, 8, 512, 1024, 7680, 512}, "another size"},
+      {{72, 4096, 1536, 2, 8, 512, 1024, 7680, 512}, "a disk of 4096 bytes, not 8192"},
       {{72, disk_size, 1536, huge / 16, 8, 512, 1024, 7680, 512}, "header cannot be"},
       {{72, disk_size, 1536, 2, huge, 512, 1024, 7680, 512}, "header cannot be"},
+      {{72, disk_size, disk_size + 512, 2, 8, 512, 1024, 7680, 512}, "header cannot be"},
       {{72, disk_size, 1536, 0, 8, 512, 1024, 7680, 512}, "no table"},
+      {{72, disk_size, 1024, 2, 8, 512, 1024, 7680, 512}, "does not fit its header"},
       {{72, disk_size, 1536, 2, 8, 512, 1024, 7680, 1024}, "impossible range"},
       {{72, disk_size, 1536, 2, 8, 7680, 512, 512, 1024}, "impossible range"},
       {{72, disk_size, 1536, 2, 8, 512, 1024, 1024, 512}, "impossible range"},
@@ -86,7 +92,7 @@ TEST(SavedStream, IsRefusedForAHeaderOrATableThatCannotBe) {
       {{72, disk_size, 1536, 2, 8, 512, huge, 7680, 512}, "impossible range"},
       {{72, disk_size, 1536, 2, 8, 500, 1024, 7680, 512}, "impossible range"},
       {{72, disk_size, 1536, 2, 8, 512, 0, 7680, 512}, "impossible range"},
-      {{72, disk_size, 1536, 2, 8, 512, 512, 7680, 512}, "does not fit its length"}};
+      {{72, disk_size, 1536, 2, 8, 512, 512, 7680, 512}, "does not fit its header"}};
   for (const auto& [head, words] : cases) {
     const std::string stream = bytes_of(head) + good.substr(72);
     EXPECT_THAT(refusal(record_of(stream), stream), HasSubstr(words));
