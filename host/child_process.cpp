@@ -90,6 +90,11 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const std::v
   }
   // By its number: the C library of Debian 12 declares the call in a way that only C can link.
   handle_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+  if (handle_.valid()) return;
+  const int error = errno;
+  ::kill(pid_, SIGKILL);  // nobody could tell when it ends
+  join();
+  throw std::system_error(error, std::generic_category(), "cannot watch " + command.front());
 }
 
 ChildProcess::~ChildProcess() { end(); }

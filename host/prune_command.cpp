@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "host/byte_text.h"
 #include "host/errors.h"
 #include "host/printable.h"
 #include "host/prune_plan.h"
@@ -63,7 +64,7 @@ std::string backup_lines(const char* title, const std::vector<ManifestEntry>& ma
   std::string lines;
   for (const ManifestEntry& manifest : manifests) {
     lines.append(title).append(printable(manifest.machine)).append("  ").append(printable(manifest.backup_id));
-    lines.append("  ").append(printable(manifest.snapshot.time.substr(0, 19))).append("\n");
+    lines.append("  ").append(time_text(seconds_of(manifest.snapshot.time))).append("\n");
   }
   return lines;
 }
@@ -72,7 +73,7 @@ std::string leftover_lines(const std::vector<ResticSnapshot>& streams) {
   std::string lines;
   for (const ResticSnapshot& stream : streams) {
     lines.append("left over  ").append(printable(stream.path)).append("  ");
-    lines.append(printable(stream.time.substr(0, 19))).append("\n");
+    lines.append(time_text(seconds_of(stream.time))).append("\n");
   }
   return lines;
 }

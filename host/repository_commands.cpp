@@ -50,7 +50,7 @@ Answer list(const Restic& restic, const LookOptions& options, Progress& /*progre
   answer.members["backups"] = Json::array();
   std::map<std::string, std::string> lines;  // by machine
   for (const ManifestEntry& entry : selected(restic, options)) {
-    lines[entry.machine] += "  " + printable(entry.backup_id) + "  " + printable(entry.snapshot.time.substr(0, 19)) +
+    lines[entry.machine] += "  " + printable(entry.backup_id) + "  " + time_text(seconds_of(entry.snapshot.time)) +
                             "  " + entry.snapshot.id.substr(0, 8) + "\n";
     answer.members["backups"].push_back(as_json(entry));
   }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <numeric>
 #include <string_view>
@@ -87,10 +88,13 @@ std::string VhdFile::footer_problem() const {
 // only; where the second name was made, the first one goes with the object.
 void VhdFile::finish() {
   if (::fsync(file_.get()) != 0) fail("cannot write " + path_);
-  if (::renameat2(AT_FDCWD, temporary_path_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return;
-  if (errno != EEXIST && ::link(temporary_path_.c_str(), path_.c_str()) == 0) return;
-  if (errno == EEXIST) throw UsageError(path_ + " is there already; it is not overwritten");
-  fail("cannot name the file " + path_);
+  const bool named = ::renameat2(AT_FDCWD, temporary_path_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0 ||
+                     (errno != EEXIST && ::link(temporary_path_.c_str(), path_.c_str()) == 0);
+  if (!named && errno == EEXIST) throw UsageError(path_ + " is there already; it is not overwritten");
+  if (!named) fail("cannot name the file " + path_);
+  const std::string folder = std::filesystem::path(path_).parent_path();
+  const FileDescriptor opened(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.valid()) ::fsync(opened.get());  // the name; a file system that cannot do that is none to wait for
 }
 
 }  // namespace host
