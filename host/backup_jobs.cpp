@@ -19,8 +19,9 @@ namespace host {
 
 namespace {
 
-constexpr int look_ms = 500;    // how long a signal that came just before a wait can go unnoticed
-constexpr int by_signal = 128;  // exit codes from here on stand for signals
+constexpr int grace_ms = 120'000;  // a job that stops gives its exports and snapshots back first
+constexpr int look_ms = 500;       // how long a signal that came just before a wait can go unnoticed
+constexpr int by_signal = 128;     // exit codes from here on stand for signals
 constexpr std::size_t longest_quote = 300;
 constexpr std::string_view our_variables = "AZSBACKUP_";
 
@@ -64,9 +65,13 @@ class Job {
     events_ = std::move(pipe.read);
   }
 
+  ~Job() { child_->end(grace_ms); }
+  Job(const Job&) = delete;
+  Job& operator=(const Job&) = delete;
+
   /// Becomes readable when the job has told something, or ended; -1 after that.
   int descriptor() const { return events_.get(); }
-  void interrupt() const { child_->interrupt(); }
+  void interrupt() const noexcept { child_->interrupt(); }
 
   /// Hands on what the job told, as far as it has come.
   void read(const std::function<void(BackupEvent)>& take) {
@@ -130,6 +135,10 @@ class Job {
 class Jobs {
  public:
   Jobs(JointProgress& progress, const Take& take) : progress_(progress), take_(take) {}
+  // Jobs are left only when nobody reads this process's output any more: all are asked before one is waited for.
+  ~Jobs() { interrupt(); }
+  Jobs(const Jobs&) = delete;
+  Jobs& operator=(const Jobs&) = delete;
 
   void start(const JobCommand& command, const std::string& file) {
     jobs_.push_back(std::make_unique<Job>(command, file));
@@ -137,9 +146,7 @@ class Jobs {
 
   void run() {
     while (std::any_of(jobs_.begin(), jobs_.end(), [](const auto& job) { return job->descriptor() >= 0; })) {
-      if (stop_request()) {
-        for (const auto& job : jobs_) job->interrupt();
-      }
+      if (stop_request()) interrupt();
       read_some();
     }
   }
@@ -151,6 +158,10 @@ class Jobs {
   }
 
  private:
+  void interrupt() const noexcept {
+    for (const auto& job : jobs_) job->interrupt();
+  }
+
   void read_some() {
     std::vector<pollfd> waits;
     waits.reserve(jobs_.size());

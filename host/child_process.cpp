@@ -16,7 +16,6 @@ namespace host {
 
 namespace {
 
-constexpr int grace_ms = 5000;
 constexpr int look_ms = 500;  // how long a signal that came just before a wait can go unnoticed
 
 void require(int result, const char* what) {
@@ -107,7 +106,7 @@ int ChildProcess::wait() {
   return join();
 }
 
-void ChildProcess::end() noexcept {
+void ChildProcess::end(int grace_ms) noexcept {
   if (pid_ < 0) return;
   interrupt();
   pollfd ended{handle_.get(), POLLIN, 0};

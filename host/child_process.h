@@ -38,8 +38,8 @@ class ChildProcess {
   /// Asks the child to stop, with SIGINT.
   void interrupt() const noexcept;
 
-  /// Ends the child: asks with SIGINT, which lets it tidy up, and kills it when it does not hear.
-  void end() noexcept;
+  /// Ends the child: asks with SIGINT, which lets it tidy up, and kills it when it is still there so much later.
+  void end(int grace_ms = 5000) noexcept;
 
  private:
   pid_t pid_ = -1;

@@ -74,6 +74,8 @@ std::optional<Finding> finding_of(const std::function<void()>& work, const char*
   } catch (const RepositoryInUse& error) {
     return failure(ExitCode::repository, error,
                    "Another process works on the repository: run the command again when it is done.");
+  } catch (const ResticMissing& error) {
+    return failure(ExitCode::repository, error, "Install restic (Debian: apt install restic), or correct PATH.");
   } catch (const ResticError& error) {
     return failure(ExitCode::repository, error, "Check --repo and its password; backup --init makes a new repository.");
   } catch (const NotInRepository& error) {

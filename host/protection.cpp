@@ -108,6 +108,8 @@ class Reader {
       MachineResult result;
       result.machine = refused.what;
       result.problem = refused.why;
+      result.next =
+          "Mend that, or leave the machine out of the selections; azsbackup discover tells whether it is found.";
       add(run, record.end, result);
     }
   }

@@ -219,7 +219,7 @@ std::vector<ResticSnapshot> Restic::list(const std::vector<std::string>& argumen
 
 void Restic::require_success(int exit_code, const FileDescriptor& error) const {
   if (exit_code == 0) return;
-  if (exit_code == no_program) throw ResticError("the program restic cannot be started; install it");
+  if (exit_code == no_program) throw ResticMissing("the program restic cannot be started");
   const std::string words = replaced(content(error), access_.address, name());
   const std::string end = words.size() > longest_message ? words.substr(words.size() - longest_message) : words;
   const std::string what = "restic failed (exit code " + std::to_string(exit_code) + "): " + printable(end);

@@ -28,6 +28,12 @@ class RepositoryInUse : public ResticError {
   using ResticError::ResticError;
 };
 
+/// There is no program restic to start.
+class ResticMissing : public ResticError {
+ public:
+  using ResticError::ResticError;
+};
+
 struct RepositoryAccess {
   std::string address;           // a directory, "sftp:...", "rest:https://...", ...: as restic takes it
   std::string password_file;     // exactly one of these two is given

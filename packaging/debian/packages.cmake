@@ -44,11 +44,11 @@ describe_package(azsbackup admin "Backup of Azure Stack virtual machines into re
 machines up, verifies the backups and brings machines back. With a systemd timer for a nightly backup.")
 set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${same_library}, restic, systemd | systemd-standalone-sysusers")
 set(CPACK_DEBIAN_${upper}_PACKAGE_RECOMMENDS "ca-certificates")
-set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS "bash-completion")
+set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS "bash-completion, logrotate")
 set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_BINARY_DIR}/conffiles)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/conffiles
-  "${full_config_dir}/azurestack.conf\n${full_config_dir}/azsbackup.env\n")
+  "${full_config_dir}/azurestack.conf\n${full_config_dir}/azsbackup.env\n/etc/logrotate.d/azsbackup\n")
 
 describe_package(azurestack-sim devel "Simulated Azure Stack for trying and testing backups"
   "Resource Manager and both login authorities of an Azure Stack in one process, with machines, disks, networks and

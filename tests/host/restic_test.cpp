@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "host/interrupt.h"
 #include "host/manifest.h"
+#include "host/outcome.h"
 #include "host/sha256.h"
 #include "tests/host/test_repository.h"
 #include "tests/support/temporary_directory.h"
@@ -100,6 +102,17 @@ TEST_F(Repository, SaysWhatResticSaid) {
   ResticUpload upload(wrong, "/x", {});
   const std::string much(8U << 20U, 'x');  // more than any pipe takes before restic gives up
   EXPECT_THROW(upload.write(much.data(), much.size()), ResticError);
+}
+
+TEST_F(Repository, AsksForResticWhereThereIsNone) {
+  const std::string path = ::getenv("PATH");
+  std::filesystem::create_directory(folder_.path("bin"));
+  std::filesystem::create_symlink("/usr/bin/setpriv", folder_.path("bin/setpriv"));
+  ::setenv("PATH", folder_.path("bin").c_str(), 1);
+  const auto finding = host::finding_of([&] { Restic{{folder_.path("repository"), password_, ""}}.open(); });
+  ::setenv("PATH", path.c_str(), 1);
+  ASSERT_TRUE(finding);
+  EXPECT_THAT(finding->next, HasSubstr("Install restic"));
 }
 
 TEST(RepositoryAddress, ShowsNoPasswordOfItsAddress) {
