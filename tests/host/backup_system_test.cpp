@@ -1,25 +1,17 @@
-// azsbackup backup as a whole: the program, the real plug-in, a simulated Azure Stack with its disks in a blob service,
-// and a restic repository.
+// azsbackup backup as a whole.
 #include <gmock/gmock.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "host/manifest.h"
 #include "host/sha256.h"
-#include "sim/client_files.h"
 #include "sim/disk_content.h"
 #include "sim/vhd_footer.h"
+#include "tests/host/cloud_test.h"
 #include "tests/host/no_secret.h"
-#include "tests/host/program.h"
-#include "tests/host/test_repository.h"
-#include "tests/sim/azurite_world.h"
-#include "tests/support/read_file.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -76,38 +68,16 @@ sim::World quick_world() {
   return world;
 }
 
-class BackupSystem : public testing::Test {
+class BackupSystem : public host_test::CloudTest {
  protected:
-  BackupSystem() {
-    host_test::make_repository(folder_.path("repository"));
-    sim::write_client_files(folder_.path("client"), cloud_, options_.world);
-  }
+  BackupSystem() : CloudTest(quick_world()) {}
 
-  std::vector<std::string> environment() const {
-    return {"AZSBACKUP_REPO=" + folder_.path("repository"), "AZSBACKUP_REPO_PASSWORD_FILE=" + password_,
-            "AZSBACKUP_SERVER=" + cloud_.management_host(),
-            "AZSBACKUP_CONFIG=" + folder_.path("client/azurestack.conf"),
-            "AZSBACKUP_CREDENTIALS=" + folder_.path("client/credentials")};
-  }
-  std::unique_ptr<host_test::RunningProgram> start(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.end(), {"--log-file", folder_.path("log"), "-vv"});
-    return std::make_unique<host_test::RunningProgram>(arguments, folder_.path("home"), environment());
-  }
-  Outcome run(const std::vector<std::string>& arguments) const { return start(arguments)->wait(); }
-  std::uintmax_t log_bytes() const {
-    std::error_code none;
-    const auto bytes = std::filesystem::file_size(folder_.path("log"), none);
-    return none ? 0 : bytes;
-  }
-  // Backups that are underway are met by what they have done, not by time.
-  template <typename Reached>
-  static void run_until(host_test::RunningProgram& program, const Reached& reached) {
-    while (program.runs() && !reached()) continue;
-  }
-  std::ptrdiff_t answered(const std::string& what) const {
+  // Requests that were answered well.
+  std::ptrdiff_t answered(const std::string& what, const std::string& method = "") const {
     const auto requests = cloud_.requests();
     return std::count_if(requests.begin(), requests.end(), [&](const auto& request) {
-      return request.status > 0 && request.status < 300 && request.target.find(what) != std::string::npos;
+      return request.status > 0 && request.status < 300 && request.target.find(what) != std::string::npos &&
+             (method.empty() || request.method == method);
     });
   }
   json standing_snapshots() const {
@@ -115,37 +85,26 @@ class BackupSystem : public testing::Test {
     EXPECT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
     return json::parse(outcome.output)["snapshots"];
   }
-  // Snapshots of managed disks that were made, or deleted.
-  std::ptrdiff_t snapshot_requests(const std::string& method) const {
-    const auto requests = cloud_.requests();
-    return std::count_if(requests.begin(), requests.end(), [&](const auto& request) {
-      return request.method == method && request.status < 300 &&
-             request.target.find("/snapshots/") != std::string::npos;
-    });
-  }
+  // Snapshots of managed disks that were made ("PUT"), or deleted.
+  std::ptrdiff_t snapshot_requests(const std::string& method) const { return answered("/snapshots/", method); }
   std::vector<host::Manifest> manifests() const {
     std::vector<host::Manifest> manifests;
     for (const auto& entry : host::list_manifests(restic_)) manifests.push_back(host::load_manifest(restic_, entry));
     std::sort(manifests.begin(), manifests.end(), [](auto& left, auto& right) { return left.machine < right.machine; });
     return manifests;
   }
-
-  const test_support::TemporaryDirectory folder_;
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{folder_.path("repository"), password_, ""}};
-  const sim::Options options_ = sim_test::over_azurite(quick_world());
-  sim::Simulator cloud_{options_};
 };
 
+// By jobs; the restores' tests have their backups of one process.
 TEST_F(BackupSystem, StoresEveryByteAndLeavesNoSnapshot) {
-  std::filesystem::remove_all(folder_.path("repository"));
-  const Outcome outcome = run({"backup", subscription, "--init"});
+  std::filesystem::remove_all(repository_);
+  const Outcome outcome = run({"backup", subscription, "--init", "--jobs", "2"});
   ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
   const auto stored = manifests();
   ASSERT_EQ(stored.size(), 2U);
   EXPECT_EQ(stored[0].machine, subscription + "/Data_RG.1/DB-01");
   std::vector<std::string> digests;
-  std::string texts = outcome.output + outcome.error + test_support::read_file(folder_.path("log"));
+  std::string texts = outcome.output + outcome.error + log();
   for (const host::Manifest& manifest : stored) {
     for (const host::SavedDisk& disk : manifest.disks) digests.push_back(disk.sha256);
     texts += host::manifest_text(manifest);
@@ -176,7 +135,7 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
   EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
 
   // Whoever takes the snapshots, the discovery, each machine, or the discovery because nothing is said.
-  const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
+  const std::string config = test_support::read_file(config_);
   for (const std::string setting : {"VM_SNAPSHOT_IN_DISCOVERY=false\n", ""}) {
     std::string given = setting + config;
     given.replace(given.rfind("VM_SNAPSHOT_IN_DISCOVERY"), 2, "NO");
@@ -209,17 +168,13 @@ TEST_F(BackupSystem, LeavesNothingInTheCloudAfterASignal) {
 TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   const std::string machine = subscription + "/Data_RG.1/DB-01";
   ASSERT_EQ(run({"backup", machine}).exit_code, 0);
-  const std::uintmax_t whole = log_bytes();
+  const std::uintmax_t whole = log().size();
   const std::uintmax_t points = std::getenv("AZS_LONG") != nullptr ? 30 : 5;
   for (std::uintmax_t point = 0; point < points; ++point) {
     SCOPED_TRACE(point);
-    const std::uintmax_t end = log_bytes() + whole * (2 * point + 1) / (2 * points);
     std::vector<std::string> arguments{"backup", machine};
     if (point % 2 == 1) arguments.insert(arguments.end(), {"--jobs", "2"});
-    const auto program = start(arguments);
-    run_until(*program, [&] { return log_bytes() >= end; });
-    program->send(SIGKILL);
-    EXPECT_EQ(program->wait().exit_code, -1);
+    kill_within(point, points, whole, arguments);
     const Outcome verified = run({"verify"});
     EXPECT_EQ(verified.exit_code, 0) << verified.output << verified.error;
     const Outcome again = run({"backup", machine});
@@ -227,7 +182,7 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   }
   EXPECT_EQ(run({"verify"}).exit_code, 0);
   EXPECT_NE(standing_snapshots(), json::array());
-  const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
+  const std::string config = test_support::read_file(config_);
   const std::string all = folder_.write_file("all.conf", "SNAPSHOT_CLEANUP_MIN=0\n" + config);
   EXPECT_EQ(run({"snapshots", "--sweep", subscription}).exit_code, 0);  // none is a day old
   EXPECT_NE(standing_snapshots(), json::array());
@@ -235,16 +190,6 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   EXPECT_EQ(swept.exit_code, 0) << swept.output << swept.error;
   EXPECT_THAT(swept.output, HasSubstr("deleted"));
   EXPECT_EQ(standing_snapshots(), json::array());
-}
-
-TEST_F(BackupSystem, SpreadsMachinesOverJobs) {
-  const Outcome outcome = run({"backup", subscription, "--jobs", "2"});
-  ASSERT_EQ(outcome.exit_code, 0) << outcome.output << outcome.error;
-  EXPECT_THAT(outcome.output, HasSubstr("2 machines protected, 0 not."));
-  EXPECT_EQ(manifests().size(), 2U);
-  EXPECT_EQ(snapshot_requests("PUT"), snapshot_requests("DELETE"));
-  host_test::expect_no_secret(outcome.output + outcome.error + test_support::read_file(folder_.path("log")),
-                              options_.world, cloud_.requests());
 }
 
 // As a job queue does it: each workload file by itself, snapshots from the discovery to the end, a task started anew.

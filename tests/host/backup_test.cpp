@@ -1,15 +1,12 @@
 // azsbackup backup and what looks at a repository, with a fake plug-in and a real restic.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "host/manifest.h"
-#include "tests/host/program.h"
+#include "tests/host/saved_machines.h"
 #include "tests/host/test_repository.h"
-#include "tests/support/read_file.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -23,19 +20,19 @@ const std::string first = "/s/g/first";
 const std::string second = "/s/g/second";
 const std::string disk = "/acct.blob.r1.stack.example/vhds/os.vhd";
 
-class Backup : public testing::Test {
+class Backup : public host_test::RepositoryTest {
  protected:
-  Backup() { host_test::make_repository(repository_); }
-
-  Outcome run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.end(), {"--log-file", folder_.path("log")});
-    return host_test::run_azsbackup(
-        arguments, folder_.path("home"),
-        {"AZSBACKUP_REPO=" + repository_, "AZSBACKUP_REPO_PASSWORD_FILE=" + password_, "TMPDIR=" + folder_.path("")});
+  Outcome run_on_fake(const std::string& kind, const std::vector<std::string>& arguments) const {
+    return run(arguments, {"AZSBACKUP_PLUGIN=" FAKE_PLUGIN, "AZSBACKUP_SERVER=" + kind + ".r1.stack.example"});
   }
   Outcome backup(const std::string& kind, std::vector<std::string> more = {"/s"}) const {
-    more.insert(more.begin(), {"backup", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
-    return run(more);
+    more.insert(more.begin(), "backup");
+    return run_on_fake(kind, more);
+  }
+  void start_anew() const {
+    std::filesystem::remove_all(repository_);
+    host_test::make_repository(repository_);
+    std::filesystem::remove(log_);
   }
   std::vector<std::string> protected_machines() const {
     std::vector<std::string> machines;
@@ -47,12 +44,6 @@ class Backup : public testing::Test {
     for (const auto& snapshot : restic_.snapshots(host::disk_tag)) paths.push_back(snapshot.path);
     return paths;
   }
-  std::string log() const { return test_support::read_file(folder_.path("log")); }
-
-  const test_support::TemporaryDirectory folder_;
-  const std::string repository_ = folder_.path("repository");
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{repository_, password_, ""}};
 };
 
 TEST_F(Backup, ProtectsWhatItFinds) {
@@ -97,9 +88,7 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
                                    {"empty", "a size of 0 bytes", "release "},
                                    {"locked", "cannot be opened: the disk's snapshot is not exported", "release "}};
   for (const Case& given : cases) {
-    std::filesystem::remove_all(repository_);
-    host_test::make_repository(repository_);
-    std::filesystem::remove(folder_.path("log"));
+    start_anew();
     const Outcome outcome = backup(given.kind);
     EXPECT_EQ(outcome.exit_code, 3) << given.kind << outcome.error;
     EXPECT_THAT(outcome.output, HasSubstr(std::string("NOT PROTECTED: ").append(first).append(disk)));
@@ -119,16 +108,6 @@ TEST_F(Backup, ProtectsNothingThatARestoreWouldRefuse) {
   EXPECT_THAT(protected_machines(), ElementsAre(second));
 }
 
-TEST_F(Backup, ClosesWhatIsOpenWhenItIsStopped) {
-  const Outcome outcome = backup("signal");
-  EXPECT_EQ(outcome.exit_code, 1);
-  EXPECT_THAT(outcome.error, HasSubstr("stopped by a signal"));
-  EXPECT_THAT(log(), HasSubstr("close " + first + disk + "\n"));
-  EXPECT_THAT(log(), Not(HasSubstr("open " + second)));
-  EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
-  EXPECT_THAT(streams(), ElementsAre());
-}
-
 // Each machine is a job's of its own here. What happens to the first one's job is nothing to the second, and the end of
 // the backup is done once, whatever happens.
 TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
@@ -142,9 +121,7 @@ TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
                                    {"signal", 3, "stopped by a signal"},
                                    {"killed", 3, "the job of w.1 was ended by signal 9"}};
   for (const Case& given : cases) {
-    std::filesystem::remove_all(repository_);
-    host_test::make_repository(repository_);
-    std::filesystem::remove(folder_.path("log"));
+    start_anew();
     const Outcome outcome = backup(given.kind, {"/s", "--jobs", "2", "--json"});
     EXPECT_EQ(outcome.exit_code, given.exit_code) << given.kind << outcome.output << outcome.error;
     const json report = json::parse(outcome.output);
@@ -174,14 +151,12 @@ TEST_F(Backup, GoesOnWithoutASettingOfUnmanagedDisks) {
 }
 
 TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
-  const std::string server = "fine.r1.stack.example";
-  ASSERT_EQ(run({"discover", "--plugin", FAKE_PLUGIN, "--server", server, "/s", "--keep", folder_.path("w")}).exit_code,
-            0);
+  ASSERT_EQ(run_on_fake("fine", {"discover", "/s", "--keep", folder_.path("w")}).exit_code, 0);
   const Outcome outcome = backup("fine", {"--workload", folder_.path("w/w.1")});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
   EXPECT_THAT(protected_machines(), ElementsAre(first, second));
   EXPECT_THAT(log(), Not(HasSubstr("sweep")));
-  EXPECT_EQ(run({"finish", "--plugin", FAKE_PLUGIN, "--server", server, "/s", "--snapshot", "17"}).exit_code, 0);
+  EXPECT_EQ(run_on_fake("fine", {"finish", "/s", "--snapshot", "17"}).exit_code, 0);
   EXPECT_THAT(log(), HasSubstr("sweep /s\n"));
 }
 
@@ -214,14 +189,9 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   host::Manifest manifest = host::load_manifest(restic_, entry);
   const host::SavedDisk good = manifest.disks[0];
   restic_.forget({entry.snapshot.id});
-  const auto store = [&] {
-    host::ResticUpload upload(restic_, first + host::manifest_name, {host::manifest_tag, "backup=1"});
-    const std::string text = host::manifest_text(manifest);
-    upload.write(text.data(), text.size());
-    return upload.finish();
-  };
+  manifest.backup_id = "1";
   manifest.disks[0].sha256 = std::string(64, '0');
-  const std::string wrong = store();
+  const std::string wrong = host_test::store_manifest(restic_, manifest);
   const Outcome differs = run({"verify"});
   EXPECT_EQ(differs.exit_code, 3);
   EXPECT_THAT(differs.output, HasSubstr("DAMAGED  " + first + "  1\n           " + first + disk + " is not what was"));
@@ -231,11 +201,11 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   manifest.disks[0] = good;
   const auto whole = manifest.objects;
   manifest.objects.pop_back();  // the last one is the machine's configuration
-  const std::string hollow = store();
+  const std::string hollow = host_test::store_manifest(restic_, manifest);
   EXPECT_THAT(run({"verify", first}).output, HasSubstr("VmName is missing"));
   restic_.forget({hollow});
   manifest.objects = whole;
-  store();
+  host_test::store_manifest(restic_, manifest);
   restic_.forget({wrong, good.snapshot});
   const Outcome missing = run({"verify"});
   EXPECT_EQ(missing.exit_code, 3);
@@ -259,7 +229,7 @@ TEST_F(Backup, LooksAtTheRepositoryFirst) {
   const Outcome wrong = backup("fine", {"/s", "--init", "--repo-password-file", folder_.write_file("wrong", "x")});
   EXPECT_EQ(wrong.exit_code, 16);
   EXPECT_THAT(wrong.error, HasSubstr("wrong password"));
-  EXPECT_FALSE(std::filesystem::exists(folder_.path("log")) && log().find("opened") != std::string::npos);
+  EXPECT_THAT(log(), Not(HasSubstr("opened")));
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"/s", "--workload", "/w"}, {"/s", "--repo-password-command", "x"}}) {
     EXPECT_EQ(backup("fine", arguments).exit_code, 2);

@@ -8,9 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/console.h"
-#include "host/sha256.h"
 #include "host/verification.h"
-#include "tests/host/program.h"
 #include "tests/host/saved_machines.h"
 #include "tests/host/test_repository.h"
 
@@ -26,28 +24,14 @@ constexpr std::int64_t nothing_old = 0;  // the times before which a backup coun
 constexpr std::int64_t all_old = std::numeric_limits<std::int64_t>::max();
 const std::vector<std::string> last_one{"--keep-last", "1"};
 
-class Prune : public testing::Test {
+class Prune : public host_test::RepositoryTest {
  protected:
-  Prune() { host_test::make_repository(folder_.path("repository")); }
-
   host::SavedDisk store_stream(const std::string& path, const std::string& data, const std::string& backup_id) const {
-    host::Sha256 digest;
-    digest.update(data.data(), data.size());
-    host::ResticUpload upload(restic_, path, {host::disk_tag, host::backup_tag(backup_id)});
-    upload.write(data.data(), data.size());
-    return {path, data.size(), data.size(), 0, digest.finish(), restic_.find(upload.finish())->id};
+    return host_test::store_disk(restic_, path, data, backup_id);
   }
-  // Without tags of its streams it looks like one of an older azsbackup.
   void store_manifest(const std::string& machine, const std::string& backup_id,
                       const std::vector<host::SavedDisk>& disks, bool with_tags = true) const {
-    std::vector<std::string> tags{host::manifest_tag, host::backup_tag(backup_id)};
-    for (const auto& disk : disks) {
-      if (with_tags) tags.push_back(std::string(host::stream_tag_name) + "=" + disk.snapshot);
-    }
-    const std::string text = host::manifest_text(host_test::manifest_of(machine, backup_id, disks));
-    host::ResticUpload upload(restic_, machine + host::manifest_name, tags);
-    upload.write(text.data(), text.size());
-    upload.finish();
+    host_test::store_manifest(restic_, host_test::manifest_of(machine, backup_id, disks), with_tags);
   }
   std::vector<std::string> streams() const {
     std::vector<std::string> all;
@@ -63,16 +47,10 @@ class Prune : public testing::Test {
     EXPECT_EQ(verification.structure, "");
     for (const auto& backup : verification.backups) EXPECT_THAT(backup.damages, IsEmpty()) << backup.entry.machine;
   }
-  host_test::Outcome run(std::vector<std::string> arguments) const {
+  host_test::Outcome prune(std::vector<std::string> arguments) const {
     arguments.insert(arguments.begin(), "prune");
-    arguments.insert(arguments.end(), {"--log-file", folder_.path("log"), "--repo", folder_.path("repository"),
-                                       "--repo-password-file", password_});
-    return host_test::run_azsbackup(arguments, folder_.path("home"));
+    return run(arguments);
   }
-
-  const test_support::TemporaryDirectory folder_;
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{folder_.path("repository"), password_, ""}};
 };
 
 // Machine a: backup 3 is kept, and its manifest names a stream of backup 1 besides its own. Machine b has one backup,
@@ -86,13 +64,13 @@ TEST_F(Prune, KeepsWhatAKeptManifestNames) {
   store_manifest("/s/g/a", "3", {store_stream("/s/g/a/acct.blob.r.example/vhds/os", "third", "3"), shared});
   store_stream("/s/g/c/acct.blob.r.example/vhds/os", "of no manifest", "4");
 
-  const json dry = json::parse(run({"--keep-last", "1", "--dry-run", "--json"}).output);
+  const json dry = json::parse(prune({"--keep-last", "1", "--dry-run", "--json"}).output);
   EXPECT_EQ(dry["removed"].size(), 2U) << dry;
   EXPECT_EQ(dry["streams"].size(), 2U) << dry;
   EXPECT_EQ(dry["leftovers"], json::array());
   EXPECT_EQ(streams().size(), 6U);
 
-  const host_test::Outcome outcome = run({"--keep-last", "1"});
+  const host_test::Outcome outcome = prune({"--keep-last", "1"});
   EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
   EXPECT_THAT(outcome.output, HasSubstr("2 backups with 2 disks and 0 streams left over removed, 2 backups kept."));
   EXPECT_THAT(streams(),
@@ -124,7 +102,7 @@ TEST_F(Prune, RemovesNothingWhenAManifestCannotBeRead) {
   upload.write("{}", 2);
   upload.finish();
   store_stream("/s/g/b/acct.blob.r.example/vhds/os", "y", "2");
-  EXPECT_EQ(run({"--keep-last", "1", "--leftover-age", "0"}).exit_code, 1);
+  EXPECT_EQ(prune({"--keep-last", "1", "--leftover-age", "0"}).exit_code, 1);
   EXPECT_EQ(streams().size(), 2U);
 }
 
@@ -157,7 +135,7 @@ TEST_F(Prune, AndVerifyTellThatTheRepositoryIsInUse) {
   const std::string much(8U << 20U, 'x');  // more than any pipe takes: restic has its lock
   upload.write(much.data(), much.size());
   EXPECT_THROW(expect_all_restorable(), host::RepositoryInUse);
-  const host_test::Outcome pruned = run({"--keep-last", "1"});
+  const host_test::Outcome pruned = prune({"--keep-last", "1"});
   EXPECT_EQ(pruned.exit_code, 16);
   EXPECT_THAT(pruned.error, testing::HasSubstr("when it is done"));
 }

@@ -70,10 +70,8 @@ TEST(ReportFile, TakesThePlaceOfAFileOnly) {
   EXPECT_THROW(host::replace_file(folder.path("absent/page"), "x"), std::system_error);
 }
 
-class Report : public testing::Test {
+class Report : public host_test::RepositoryTest {
  protected:
-  Report() { host_test::make_repository(folder_.path("repository")); }
-
   void protect(const std::string& machine, const std::string& backup_id) const {
     const auto disk = host_test::store_disk(restic_, machine + host_test::managed_disk,
                                             host_test::disk_stream("conectix"), backup_id);
@@ -94,16 +92,6 @@ class Report : public testing::Test {
     const std::int64_t stored = host::seconds_of(restic_.snapshots(host::manifest_tag).back().time);
     return host::read_protection(restic_, {stored + days_later * day, day, 2}, progress);
   }
-  host_test::Outcome run(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), "report");
-    arguments.insert(arguments.end(), {"--log-file", folder_.path("log"), "--repo", folder_.path("repository"),
-                                       "--repo-password-file", password_});
-    return host_test::run_azsbackup(arguments, folder_.path("home"));
-  }
-
-  const test_support::TemporaryDirectory folder_;
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{folder_.path("repository"), password_, ""}};
 };
 
 host::MachineResult result_of(const std::string& machine, const std::string& problem) {
@@ -142,9 +130,9 @@ TEST_F(Report, TellsWhoIsProtected) {
   EXPECT_EQ(read(2).machines[0].protection, Protection::stale) << "a, which sorts first now that it is too old";
 
   const std::string page = folder_.path("page.html");
-  EXPECT_EQ(run({"--runs", "2", "--html", page}).exit_code, 3);
+  EXPECT_EQ(run({"report", "--runs", "2", "--html", page}).exit_code, 3);
   EXPECT_THAT(test_support::read_file(page), HasSubstr("1 of 3 machines are protected"));
-  const auto told = json::parse(run({"--runs", "2", "--json"}).output);
+  const auto told = json::parse(run({"report", "--runs", "2", "--json"}).output);
   EXPECT_EQ(told["machines"].size(), 3U);
   EXPECT_EQ(told["exit_code"], 3);
 }

@@ -14,9 +14,7 @@
 #include "host/child_process.h"
 #include "host/child_streams.h"
 #include "host/interrupt.h"
-#include "tests/host/program.h"
 #include "tests/host/test_repository.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -60,10 +58,9 @@ class Exclusive {
   std::optional<host::ChildProcess> child_;
 };
 
-class Hold : public testing::Test {
+class Hold : public host_test::RepositoryTest {
  protected:
   Hold() {
-    host_test::make_repository(repository_);
     const std::vector<std::string> tags{"tag", std::string(70'000, 'x')};
     for (int at = 0; at < 2; ++at) {
       host::ResticUpload upload(restic_, "/stream", tags);
@@ -76,17 +73,10 @@ class Hold : public testing::Test {
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
   }
   host_test::Outcome backup(const std::string& kind, std::vector<std::string> more) const {
-    more.insert(more.begin(), {"backup", "/s", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example",
-                               "--log-file", folder_.path("log")});
-    return host_test::run_azsbackup(
-        more, folder_.path("home"),
-        {"AZSBACKUP_REPO=" + repository_, "AZSBACKUP_REPO_PASSWORD_FILE=" + password_, "TMPDIR=" + folder_.path("")});
+    more.insert(more.begin(), {"backup", "/s", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
+    return run(more);
   }
 
-  const test_support::TemporaryDirectory folder_;
-  const std::string repository_ = folder_.path("repository");
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{repository_, password_, ""}};
   const host::InterruptGuard guard_;  // a restic that refuses does not read what it is given
 };
 

@@ -11,8 +11,8 @@
 #include "host/manifest.h"
 #include "host/outcome.h"
 #include "host/sha256.h"
+#include "tests/host/saved_machines.h"
 #include "tests/host/test_repository.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -22,10 +22,8 @@ using host::ResticUpload;
 using testing::HasSubstr;
 using testing::Not;
 
-class Repository : public testing::Test {
+class Repository : public host_test::RepositoryTest {
  protected:
-  Repository() { host_test::make_repository(folder_.path("repository")); }
-
   std::string store(const std::string& path, const std::string& data, const std::vector<std::string>& tags) const {
     ResticUpload upload(restic_, path, tags);
     upload.write(data.data(), data.size());
@@ -45,9 +43,6 @@ class Repository : public testing::Test {
     }
   }
 
-  const test_support::TemporaryDirectory folder_;
-  const std::string password_ = folder_.write_file("password", "hunter2\n");
-  const Restic restic_{{folder_.path("repository"), password_, ""}};
   const host::InterruptGuard guard_;
 };
 
@@ -57,7 +52,7 @@ TEST_F(Repository, GivesBackWhatItWasGiven) {
   const std::string path = "/4caa/we b, \"$(x)/ü/disk";
   const std::string id = store(path, data, {"kind", "backup=17"});
   store("/other", "x", {"another"});
-  const Restic by_command{{folder_.path("repository"), "", "cat " + password_}};
+  const Restic by_command{{repository_, "", "cat " + password_}};
   const auto snapshots = by_command.snapshots("kind");
   ASSERT_EQ(snapshots.size(), 1U);
   EXPECT_EQ(snapshots[0].id.size(), 64U);
@@ -94,7 +89,7 @@ TEST_F(Repository, StopsAtASignal) {
 }
 
 TEST_F(Repository, SaysWhatResticSaid) {
-  const Restic wrong{{folder_.path("repository"), folder_.write_file("wrong", "secret word"), ""}};
+  const Restic wrong{{repository_, folder_.write_file("wrong", "secret word"), ""}};
   EXPECT_THAT(failure_of(wrong), HasSubstr("wrong password"));
   EXPECT_THAT(failure_of(wrong), Not(HasSubstr("secret word")));
   EXPECT_THAT(failure_of(Restic{{folder_.path("absent"), password_, ""}}), HasSubstr("Is there a repository"));
@@ -109,7 +104,7 @@ TEST_F(Repository, AsksForResticWhereThereIsNone) {
   std::filesystem::create_directory(folder_.path("bin"));
   std::filesystem::create_symlink("/usr/bin/setpriv", folder_.path("bin/setpriv"));
   ::setenv("PATH", folder_.path("bin").c_str(), 1);
-  const auto finding = host::finding_of([&] { Restic{{folder_.path("repository"), password_, ""}}.open(); });
+  const auto finding = host::finding_of([&] { Restic{{repository_, password_, ""}}.open(); });
   ::setenv("PATH", path.c_str(), 1);
   ASSERT_TRUE(finding);
   EXPECT_THAT(finding->next, HasSubstr("Install restic"));
@@ -126,21 +121,18 @@ TEST(RepositoryAddress, ShowsNoPasswordOfItsAddress) {
 }
 
 host::Manifest sample() {
-  return {"/s/g/VM \"1\"",
-          "azurestack:a.b.c.d",
-          "1700000000",
-          "2023-11-14T22:13:20Z",
-          true,
-          {{"/s/g/VM \"1\"/Metadata/VmName=x", "{ \"ü\" : \n}"},
-           {"/s/g/VM \"1\"/Metadata/Nsg=", ""},
-           {"/s/g/VM \"1\"/Metadata/Size=A", std::nullopt}},
-          {{"/s/g/VM \"1\"/ManagedDisks:P/g/os", std::uint64_t{1} << 60U, 3000, 12, std::string(64, 'a'), "id"}}};
+  auto manifest = host_test::manifest_of(
+      "/s/g/VM \"1\"", "1700000000",
+      {{"/s/g/VM \"1\"/ManagedDisks:P/g/os", std::uint64_t{1} << 60U, 3000, 12, std::string(64, 'a'), "id"}});
+  manifest.crash_consistent = true;
+  manifest.objects[1].data = "";
+  manifest.objects[2].data = "{ \"ü\" : \n}";
+  return manifest;
 }
 
 TEST_F(Repository, KeepsManifests) {
   const host::Manifest given = sample();
-  store(given.machine + host::manifest_name, host::manifest_text(given),
-        {host::manifest_tag, host::backup_tag(given.backup_id)});
+  host_test::store_manifest(restic_, given);
   const auto entries = host::list_manifests(restic_);
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_EQ(entries[0].machine, given.machine);

@@ -9,11 +9,8 @@
 #include <sstream>
 
 #include "sim/vhd_footer.h"
-#include "tests/host/program.h"
 #include "tests/host/saved_machines.h"
 #include "tests/host/test_repository.h"
-#include "tests/support/read_file.h"
-#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -33,23 +30,15 @@ constexpr std::int64_t disk_size = 8 << 20;
 const std::string first = "/s/g/first";
 const std::string second = "/s/g/second";
 
-class Restore : public testing::Test {
+class Restore : public host_test::RepositoryTest {
  protected:
-  Restore() { host_test::make_repository(folder_.path("repository")); }
-
   void save(const std::string& machine, const std::string& disk = managed_disk) const {
     store_manifest(restic_, manifest_of(machine, "17", {store_disk(restic_, machine + disk, stream_, "17")}));
   }
-  Outcome run(Texts arguments) const {
-    arguments.insert(arguments.end(), {"--log-file", log_});
-    return host_test::run_azsbackup(arguments, folder_.path("home"),
-                                    {"AZSBACKUP_REPO=" + folder_.path("repository"),
-                                     "AZSBACKUP_REPO_PASSWORD_FILE=" + password_, "TMPDIR=" + folder_.path("")});
-  }
   Outcome restore(const std::string& kind, Texts more) const {
     std::filesystem::remove(log_);
-    more.insert(more.begin(), {"restore", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
-    return run(more);
+    more.insert(more.begin(), "restore");
+    return run(more, {"AZSBACKUP_PLUGIN=" FAKE_PLUGIN, "AZSBACKUP_SERVER=" + kind + ".r1.stack.example"});
   }
   /// The calls of the plug-in in their order, those that are about `machine`.
   Texts calls(const std::string& machine) const {
@@ -75,13 +64,7 @@ class Restore : public testing::Test {
     calls.insert(calls.end(), {"ask " + disk, "create " + disk, "close " + disk, "make " + last});
     return calls;
   }
-  /// Empty when it came to none.
-  std::string log() const { return std::filesystem::exists(log_) ? test_support::read_file(log_) : ""; }
 
-  const test_support::TemporaryDirectory folder_;
-  const std::string log_ = folder_.path("log");
-  const std::string password_ = folder_.write_file("password", "hunter2");
-  const host::Restic restic_{{folder_.path("repository"), password_, ""}};
   const std::string stream_ = host_test::disk_stream(sim::vhd_footer("os", disk_size - 512));
 };
 
@@ -202,19 +185,11 @@ TEST_F(Restore, TakesBackOnlyWhatFails) {
 
 TEST_F(Restore, TakesBackADiskWhoseStreamCannotBeRead) {
   save(first);
-  host_test::damage_repository(folder_.path("repository"));
+  host_test::damage_repository(repository_);
   const Outcome outcome = restore("fine", {"17"});
   EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
   EXPECT_THAT(outcome.output, HasSubstr("NOT RESTORED: restic failed"));
   EXPECT_THAT(log(), AllOf(HasSubstr("take back " + first), Not(HasSubstr("make "))));
-}
-
-TEST_F(Restore, OfDisksAloneMakesNoMachine) {
-  save(first);
-  const Outcome outcome = restore("fine", {"17", "--disks-only"});
-  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
-  EXPECT_THAT(outcome.output, HasSubstr("5.0 MiB written -> /id/os-RESTORE-7\n  disks restored"));
-  EXPECT_THAT(log(), AllOf(HasSubstr("close " + first + managed_disk), Not(HasSubstr("make "))));
 }
 
 TEST_F(Restore, ClosesWhatIsOpenWhenItIsStopped) {

@@ -10,9 +10,9 @@ constexpr std::uint64_t disk_size = 8U << 20U;
 constexpr std::uint64_t data_size = 5U << 20U;
 constexpr std::uint64_t sector = 512;
 
-std::string store(const host::Restic& restic, const std::string& path, const std::string& bytes, const char* tag,
-                  const std::string& backup_id) {
-  host::ResticUpload upload(restic, path, {tag, host::backup_tag(backup_id)});
+std::string store(const host::Restic& restic, const std::string& path, const std::string& bytes,
+                  const std::vector<std::string>& tags) {
+  host::ResticUpload upload(restic, path, tags);
   upload.write(bytes.data(), bytes.size());
   return restic.find(upload.finish())->id;
 }
@@ -39,7 +39,7 @@ host::SavedDisk store_disk(const host::Restic& restic, const std::string& path, 
           stream.size(),
           disk_size - data_size - sector,
           digest.finish(),
-          store(restic, path, stream, host::disk_tag, backup_id)};
+          store(restic, path, stream, {host::disk_tag, host::backup_tag(backup_id)})};
 }
 
 host::Manifest manifest_of(const std::string& machine, const std::string& backup_id,
@@ -63,9 +63,12 @@ host::Manifest manifest_of(const std::string& machine, const std::string& backup
   return manifest;
 }
 
-void store_manifest(const host::Restic& restic, const host::Manifest& manifest) {
-  store(restic, manifest.machine + host::manifest_name, host::manifest_text(manifest), host::manifest_tag,
-        manifest.backup_id);
+std::string store_manifest(const host::Restic& restic, const host::Manifest& manifest, bool with_stream_tags) {
+  std::vector<std::string> tags{host::manifest_tag, host::backup_tag(manifest.backup_id)};
+  for (const host::SavedDisk& disk : manifest.disks) {
+    if (with_stream_tags) tags.push_back(std::string(host::stream_tag_name) + "=" + disk.snapshot);
+  }
+  return store(restic, manifest.machine + host::manifest_name, host::manifest_text(manifest), tags);
 }
 
 }  // namespace host_test

@@ -21,6 +21,7 @@ host::SavedDisk store_disk(const host::Restic& restic, const std::string& path, 
 host::Manifest manifest_of(const std::string& machine, const std::string& backup_id,
                            std::vector<host::SavedDisk> disks);
 
-void store_manifest(const host::Restic& restic, const host::Manifest& manifest);
+/// Returns its snapshot's id. Without tags of its streams it looks like one of an older azsbackup.
+std::string store_manifest(const host::Restic& restic, const host::Manifest& manifest, bool with_stream_tags = true);
 
 }  // namespace host_test
