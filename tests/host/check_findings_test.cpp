@@ -15,14 +15,10 @@ std::string transport_line(const std::string& address_host, int curl_result) {
 }
 
 const std::string auth_error = "CheckHeader: Error calling AzureStack API (Authorization). AAPI_Errno = 6646";
-const std::string list_error = "CheckHeader: Error calling AzureStack API (storage_account). AAPI_Errno = 6629";
 const std::string list_missing = "CheckHeader: Error calling AzureStack API (storage_account). AAPI_Errno = 6630";
 const std::string aad_answer =
     "SendHttpRequest: Returning rc: 0, response: {\"error\":\"invalid_client\",\"error_description\":"
     "\"AADSTS7000215: Invalid client secret.\\r\\nTrace ID: 0f\"}, HTTP/1.1 401 Unauthorized\r\n\r\n";
-const std::string arm_answer =
-    "SendHttpRequest: Returning rc: 0, response: {\"error\":{\"code\":\"InvalidAuthenticationToken\","
-    "\"message\":\"The audience is wrong.\"}}, HTTP/1.1 401 Unauthorized\r\n\r\n";
 const std::string empty_list = "BuildSubList: Failed to fetch any subscription ";
 
 struct Case {
@@ -35,7 +31,6 @@ struct Case {
 
 TEST(JudgeQuery, FindsStageCodeAndWords) {
   using enum ExitCode;
-  const std::string refused_store = "GetCredsVal: Failed to read value of ClientId, return status 6661 : x";
   const std::string not_json = "x: error while parsing json: on line 1: y";
   const std::string no_request = "MakeAPICall: error failed to make http request :6011";
   const auto given_up = [](const std::string& http_status) {
@@ -43,26 +38,20 @@ TEST(JudgeQuery, FindsStageCodeAndWords) {
            ". retries exceeded";
   };
   const std::string refused = "(invalid_client: AADSTS7000215: Invalid client secret.)";
-  const std::string audience = "InvalidAuthenticationToken: The audience is wrong.";
   const std::vector<Case> cases = {
-      {6626, {transport_line(server, 6)}, Stage::azure_stack, unreachable, {"no such"}},
       {6626, {transport_line("MANAGEMENT.r1.stack.example", 7)}, Stage::azure_stack, unreachable, {"no connection"}},
       {6625, {transport_line(server, 60)}, Stage::azure_stack, certificate, {"CA_FILE_PATH", "what curl says"}},
       {6011, {transport_line("a", 77)}, Stage::login, certificate, {"PEM"}},
       {6011, {transport_line("adfs.r1", 6), no_request}, Stage::login, unreachable, {"adfs.r1: no such host"}},
-      {6622, {transport_line(server, 56)}, Stage::azure_stack, unreachable, {}},
       {6011, {aad_answer, auth_error}, Stage::login, login, {refused}},
-      {6011, {refused_store, auth_error}, Stage::login, login, {"lacks ClientId"}},
       {6011, {not_json}, Stage::login, login, {}},
       {6011, {given_up("503")}, Stage::login, unreachable, {"overloaded"}},
-      {6629, {arm_answer, list_error}, Stage::azure_stack, login, {audience, "AuthResource"}},
       {6646, {given_up("401")}, Stage::azure_stack, login, {"does not accept"}},
       {6629, {}, Stage::azure_stack, login, {}},
       {6630, {list_missing}, Stage::azure_stack, failed, {"404"}},
       // The empty list is a consequence here, not the cause.
       {6630, {list_missing, empty_list}, Stage::azure_stack, failed, {"404"}},
       {5, {not_json}, Stage::azure_stack, failed, {"JSON"}},
-      {6601, {empty_list}, Stage::subscriptions, no_subscription, {"no subscription", "role"}},
       {6799, {"one", "2", "3", "4\033[2J"}, Stage::azure_stack, failed, {"status 6799", "2; 3; 4\\x1b[2J"}}};
   for (const Case& given : cases) {
     const host::Finding finding = host::judge_query(given.status, given.lines, server);
@@ -86,9 +75,6 @@ TEST(CheckEvidence, TellsTlsAndCount) {
   const std::string verified = "SendHttpRequest: Using SSL Peer and Host Validation.";
   const std::string unchecked = "SendHttpRequest: SSL Peer and Host Validations would be skipped";
   const std::string counted = "BuildSubList: Parsed All Subscriptions. Number of subscriptions : 12";
-  for (const std::string& line : {verified, unchecked, counted, empty_list}) EXPECT_TRUE(host::is_evidence(line));
-  EXPECT_FALSE(host::is_evidence("SendHttpRequest: Making the http request attempt 1 "));
-  EXPECT_EQ(host::tls_peers({verified, counted}), TlsPeers::verified);
   EXPECT_EQ(host::tls_peers({unchecked, verified}), TlsPeers::unchecked);
   EXPECT_EQ(host::tls_peers({counted}), TlsPeers::unknown);
   EXPECT_EQ(host::subscription_count({unchecked, counted}), "12");

@@ -85,16 +85,13 @@ TEST(JudgeDiscovery, SaysWhatToDo) {
     ExitCode code;
     std::vector<std::string> words;
   };
-  const std::string not_there = R"(f: Returning rc: 0, response: {"error":{"code":"SubscriptionNotFound"}}, HTTP/1.1)";
   const std::vector<Case> cases = {
       {6795, {}, ExitCode::usage, {"/SUBSCRIPTION/GROUP/MACHINE"}},
       {6610, {}, ExitCode::usage, {"no subscription", "/SUBSCRIPTION"}},
-      {6630, {not_there, api_error}, ExitCode::failed, {"not there (SubscriptionNotFound)", "role"}},
       {6646, {answer, "CheckHeader: header: HTTP/1.1 403 Forbidden", api_error}, ExitCode::failed, {"no role", "role"}},
       {256, {"PrepareWorkers: Failed to create directory /x\033y"}, ExitCode::failed, {"/x\\x1by", "TMPDIR"}},
       {6661, {"f: Failed to read value of ClientId, return"}, ExitCode::login, {"ClientId", "--credentials"}},
       {6662, {}, ExitCode::login, {"--credentials"}},
-      {6629, {answer, api_error}, ExitCode::login, {"does not accept its token"}},
   };
   for (const Case& given : cases) {
     const host::Finding finding = host::judge_discovery(given.status, given.lines, "management.r1.stack.example");

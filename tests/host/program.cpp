@@ -9,7 +9,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <memory>
 #include <system_error>
+#include <utility>
 
 #include "tests/support/read_file.h"
 
@@ -17,21 +19,7 @@ namespace host_test {
 
 namespace {
 
-class FileActions {
- public:
-  FileActions() { ::posix_spawn_file_actions_init(&actions_); }
-  ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-
-  void redirect(int descriptor, const std::string& path) {
-    ::posix_spawn_file_actions_addopen(&actions_, descriptor, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  }
-  const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_{};
-};
+using FileActions = std::unique_ptr<posix_spawn_file_actions_t, decltype(&::posix_spawn_file_actions_destroy)>;
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> result;
@@ -52,9 +40,13 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   for (const std::string name : {"ASAN_OPTIONS", "UBSAN_OPTIONS"}) {  // how the sanitizers are told to behave
     if (const char* value = std::getenv(name.c_str())) environment.push_back(name + "=" + value);
   }
-  FileActions actions;
-  actions.redirect(1, caught_.path("output"));
-  actions.redirect(2, caught_.path("error"));
+  posix_spawn_file_actions_t storage{};
+  ::posix_spawn_file_actions_init(&storage);
+  const FileActions actions(&storage, ::posix_spawn_file_actions_destroy);
+  const std::pair<int, std::string> streams[] = {{1, caught_.path("output")}, {2, caught_.path("error")}};
+  for (const auto& [descriptor, path] : streams) {
+    ::posix_spawn_file_actions_addopen(actions.get(), descriptor, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  }
   const int failure = ::posix_spawn(&pid_, AZSBACKUP_PROGRAM, actions.get(), nullptr, pointers(argv).data(),
                                     pointers(environment).data());
   if (failure != 0) throw std::system_error(failure, std::generic_category(), "cannot start " AZSBACKUP_PROGRAM);
