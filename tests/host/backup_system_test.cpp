@@ -15,6 +15,7 @@
 
 namespace {
 
+using host_test::Ends;
 using host_test::Outcome;
 using nlohmann::json;
 using testing::ElementsAre;
@@ -125,9 +126,8 @@ TEST_F(BackupSystem, ProtectsTheOtherMachineWhenADiskCannotBeExported) {
                     .target = "eginGetAccess",
                     .times = sim::Fault::forever,
                     .action = sim::AnswerWith{refused, {}}});
-  const Outcome outcome = run({"backup", subscription});
-  EXPECT_EQ(outcome.exit_code, 3) << outcome.output << outcome.error;
-  EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: " + subscription + "/web-rg/web-01/ManagedDisks:"));
+  EXPECT_THAT(run({"backup", subscription}),
+              Ends(3, {"NOT PROTECTED: " + subscription + "/web-rg/web-01/ManagedDisks:"}));
   EXPECT_EQ(cloud_.unused_faults(), std::vector<std::string>{});
   const auto stored = manifests();
   ASSERT_EQ(stored.size(), 1U);
@@ -175,10 +175,8 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
     std::vector<std::string> arguments{"backup", machine};
     if (point % 2 == 1) arguments.insert(arguments.end(), {"--jobs", "2"});
     kill_within(point, points, whole, arguments);
-    const Outcome verified = run({"verify"});
-    EXPECT_EQ(verified.exit_code, 0) << verified.output << verified.error;
-    const Outcome again = run({"backup", machine});
-    EXPECT_EQ(again.exit_code, 0) << again.output << again.error;
+    EXPECT_THAT(run({"verify"}), Ends(0));
+    EXPECT_THAT(run({"backup", machine}), Ends(0));
   }
   EXPECT_EQ(run({"verify"}).exit_code, 0);
   EXPECT_NE(standing_snapshots(), json::array());
@@ -186,9 +184,7 @@ TEST_F(BackupSystem, RunsAgainAtOnceWhereverItWasKilled) {
   const std::string all = folder_.write_file("all.conf", "SNAPSHOT_CLEANUP_MIN=0\n" + config);
   EXPECT_EQ(run({"snapshots", "--sweep", subscription}).exit_code, 0);  // none is a day old
   EXPECT_NE(standing_snapshots(), json::array());
-  const Outcome swept = run({"snapshots", "--sweep", "--config", all, subscription});
-  EXPECT_EQ(swept.exit_code, 0) << swept.output << swept.error;
-  EXPECT_THAT(swept.output, HasSubstr("deleted"));
+  EXPECT_THAT(run({"snapshots", "--sweep", "--config", all, subscription}), Ends(0, {"deleted"}));
   EXPECT_EQ(standing_snapshots(), json::array());
 }
 
@@ -200,14 +196,12 @@ TEST_F(BackupSystem, GoesFromADiscoveryOverItsFilesToTheEnd) {
   EXPECT_EQ(standing_snapshots().size(), 3U);
   for (const auto& file : std::filesystem::directory_iterator(folder_.path("work"))) {
     for (const char* again : {"its disks' snapshots are there", "they are gone"}) {
-      const Outcome done = run({"backup", "--workload", file.path()});
-      EXPECT_EQ(done.exit_code, 0) << again << done.output << done.error;
+      EXPECT_THAT(run({"backup", "--workload", file.path()}), Ends(0)) << again;
     }
   }
   for (const host::Manifest& manifest : manifests()) EXPECT_EQ(manifest.backup_id, id);
   EXPECT_EQ(manifests().size(), 2U);
-  const Outcome end = run({"finish", "--snapshot", id, subscription});
-  EXPECT_EQ(end.exit_code, 0) << end.output << end.error;
+  EXPECT_THAT(run({"finish", "--snapshot", id, subscription}), Ends(0));
   EXPECT_EQ(standing_snapshots(), json::array());
 }
 
@@ -217,25 +211,20 @@ TEST_F(BackupSystem, TellsWhySnapshotsAreNotKnown) {
   forbidden.status = 403;
   forbidden.body = R"({"error":{"code":"AuthorizationFailed","message":"no role here"}})";
   cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
-  const Outcome partly = run({"snapshots", subscription});
-  EXPECT_EQ(partly.exit_code, 3) << partly.output << partly.error;
-  EXPECT_THAT(partly.output, HasSubstr("Not done: managed disks of subscription "));
+  EXPECT_THAT(run({"snapshots", subscription}), Ends(3, {"Not done: managed disks of subscription "}));
 
   cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
-  const Outcome unfinished = run({"finish", "--snapshot", "17", subscription});
-  EXPECT_EQ(unfinished.exit_code, 3) << unfinished.output << unfinished.error;
-  EXPECT_THAT(unfinished.output, HasSubstr("Backup 17 is not finished: 0 snapshots deleted, some may be left."));
+  EXPECT_THAT(run({"finish", "--snapshot", "17", subscription}),
+              Ends(3, {"Backup 17 is not finished: 0 snapshots deleted, some may be left."}));
   EXPECT_EQ(run({"finish", "--snapshot", "17", subscription}).exit_code, 0);
 
   cloud_.add_fault({.target = "/snapshots\\?", .action = sim::AnswerWith{forbidden, {}}});
-  const Outcome backup = run({"backup", subscription + "/Data_RG.1"});
-  EXPECT_EQ(backup.exit_code, 0) << backup.output << backup.error;
-  EXPECT_THAT(backup.error, HasSubstr("warning: snapshots of this backup may be left: managed disks of subscription"));
+  EXPECT_THAT(run({"backup", subscription + "/Data_RG.1"}),
+              Ends(0, {"warning: snapshots of this backup may be left: managed disks of subscription"}));
   EXPECT_EQ(cloud_.unused_faults(), std::vector<std::string>{});
 
   cloud_.add_fault({.target = "^/subscriptions", .times = sim::Fault::forever, .action = sim::RefuseToken{}});
-  const Outcome refused = run({"snapshots", subscription});
-  EXPECT_EQ(refused.exit_code, 14) << refused.output << refused.error;
+  EXPECT_THAT(run({"snapshots", subscription}), Ends(14));
   EXPECT_EQ(run({"finish", "--snapshot", "17", subscription}).exit_code, 14);
 }
 

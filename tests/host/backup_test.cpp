@@ -10,6 +10,7 @@
 
 namespace {
 
+using host_test::Ends;
 using host_test::Outcome;
 using nlohmann::json;
 using testing::ElementsAre;
@@ -89,11 +90,9 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
                                    {"locked", "cannot be opened: the disk's snapshot is not exported", "release "}};
   for (const Case& given : cases) {
     start_anew();
-    const Outcome outcome = backup(given.kind);
-    EXPECT_EQ(outcome.exit_code, 3) << given.kind << outcome.error;
-    EXPECT_THAT(outcome.output, HasSubstr(std::string("NOT PROTECTED: ").append(first).append(disk)));
-    EXPECT_THAT(outcome.output, HasSubstr(given.words));
-    EXPECT_THAT(outcome.output, HasSubstr("1 machine protected, 1 not."));
+    EXPECT_THAT(backup(given.kind), Ends(3, {std::string("NOT PROTECTED: ").append(first).append(disk), given.words,
+                                             "1 machine protected, 1 not."}))
+        << given.kind;
     EXPECT_THAT(protected_machines(), ElementsAre(second));
     EXPECT_THAT(streams(), ElementsAre(second + disk));
     EXPECT_THAT(log(), HasSubstr(std::string(given.last_call).append(first).append(disk).append("\n")));
@@ -102,9 +101,7 @@ TEST_F(Backup, LeavesNothingOfADiskThatFails) {
 }
 
 TEST_F(Backup, ProtectsNothingThatARestoreWouldRefuse) {
-  const Outcome outcome = backup("foreign");
-  EXPECT_EQ(outcome.exit_code, 3) << outcome.output << outcome.error;
-  EXPECT_THAT(outcome.output, HasSubstr("NOT PROTECTED: "));
+  EXPECT_THAT(backup("foreign"), Ends(3, {"NOT PROTECTED: "}));
   EXPECT_THAT(protected_machines(), ElementsAre(second));
 }
 
@@ -136,24 +133,15 @@ TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
     EXPECT_THAT(swept, HasSubstr("sweep /s\n"));
     EXPECT_EQ(swept.find("sweep"), swept.rfind("sweep"));
   }
-  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"/s", "--jobs", "0"},
-                                                    {"/s", "--jobs", "9"},
-                                                    {"--jobs", "2", "--workload", "/w"},
-                                                    {"/s", "--jobs", "2", "--config", "/dev/null"}}) {
-    EXPECT_EQ(backup("fine", arguments).exit_code, 2);
-  }
 }
 
 TEST_F(Backup, GoesOnWithoutASettingOfUnmanagedDisks) {
-  const Outcome outcome = backup("unset");
-  EXPECT_EQ(outcome.exit_code, 0) << outcome.output;
-  EXPECT_THAT(outcome.output, HasSubstr("Set VM_SNAPSHOT_IN_DISCOVERY and ASYNC_SNAPSHOT_SUPPORT"));
+  EXPECT_THAT(backup("unset"), Ends(0, {"Set VM_SNAPSHOT_IN_DISCOVERY and ASYNC_SNAPSHOT_SUPPORT"}));
 }
 
 TEST_F(Backup, LeavesTheEndOfAWorkloadFileToFinish) {
   ASSERT_EQ(run_on_fake("fine", {"discover", "/s", "--keep", folder_.path("w")}).exit_code, 0);
-  const Outcome outcome = backup("fine", {"--workload", folder_.path("w/w.1")});
-  EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
+  EXPECT_THAT(backup("fine", {"--workload", folder_.path("w/w.1")}), Ends(0));
   EXPECT_THAT(protected_machines(), ElementsAre(first, second));
   EXPECT_THAT(log(), Not(HasSubstr("sweep")));
   EXPECT_EQ(run_on_fake("fine", {"finish", "/s", "--snapshot", "17"}).exit_code, 0);
@@ -192,10 +180,8 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   manifest.backup_id = "1";
   manifest.disks[0].sha256 = std::string(64, '0');
   const std::string wrong = host_test::store_manifest(restic_, manifest);
-  const Outcome differs = run({"verify"});
-  EXPECT_EQ(differs.exit_code, 3);
-  EXPECT_THAT(differs.output, HasSubstr("DAMAGED  " + first + "  1\n           " + first + disk + " is not what was"));
-  EXPECT_THAT(differs.output, HasSubstr("ok       " + second));
+  EXPECT_THAT(run({"verify"}), Ends(3, {"DAMAGED  " + first + "  1\n           " + first + disk + " is not what was",
+                                        "ok       " + second}));
   EXPECT_EQ(run({"verify", second}).exit_code, 0);
 
   manifest.disks[0] = good;
@@ -207,9 +193,7 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
   manifest.objects = whole;
   host_test::store_manifest(restic_, manifest);
   restic_.forget({wrong, good.snapshot});
-  const Outcome missing = run({"verify"});
-  EXPECT_EQ(missing.exit_code, 3);
-  EXPECT_THAT(missing.output, HasSubstr("is missing in the repository"));
+  EXPECT_THAT(run({"verify"}), Ends(3, {"is missing in the repository"}));
 
   // Both machines have the same data, so a damaged pack hurts the one that is left.
   host_test::damage_repository(repository_);
@@ -223,16 +207,13 @@ TEST_F(Backup, IsVerifiedByTheBytesInTheRepository) {
 
 // Nothing is asked of the cloud for a repository that cannot take it.
 TEST_F(Backup, LooksAtTheRepositoryFirst) {
-  const Outcome absent = backup("fine", {"/s", "--repo", folder_.path("absent")});
-  EXPECT_EQ(absent.exit_code, 16);
-  EXPECT_THAT(absent.error, HasSubstr("Is there a repository"));
-  const Outcome wrong = backup("fine", {"/s", "--init", "--repo-password-file", folder_.write_file("wrong", "x")});
-  EXPECT_EQ(wrong.exit_code, 16);
-  EXPECT_THAT(wrong.error, HasSubstr("wrong password"));
+  EXPECT_THAT(backup("fine", {"/s", "--repo", folder_.path("absent")}), Ends(16, {"Is there a repository"}));
+  EXPECT_THAT(backup("fine", {"/s", "--init", "--repo-password-file", folder_.write_file("wrong", "x")}),
+              Ends(16, {"wrong password"}));
   EXPECT_THAT(log(), Not(HasSubstr("opened")));
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{}, {"/s", "--workload", "/w"}, {"/s", "--repo-password-command", "x"}}) {
-    EXPECT_EQ(backup("fine", arguments).exit_code, 2);
+  for (const std::string arguments : {"", "/s --workload /w", "/s --repo-password-command x", "/s --jobs 0",
+                                      "/s --jobs 9", "--jobs 2 --workload /w", "/s --jobs 2 --config /dev/null"}) {
+    EXPECT_EQ(backup("fine", host_test::words(arguments)).exit_code, 2) << arguments;
   }
 }
 

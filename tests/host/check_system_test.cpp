@@ -1,5 +1,5 @@
 // azsbackup check as a whole: the program, the real plug-in and a simulated Azure Stack, each with one thing wrong.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <functional>
 #include <utility>
@@ -13,15 +13,12 @@
 
 namespace {
 
-using host_test::Outcome;
-
 // What a check is run with; a case changes what it wants to be wrong.
 struct CheckSetup {
   std::string server;
   std::string config;
   std::string credentials;
-  std::string password = "";  // not empty: the user's login at AD FS
-  std::string user = "";
+  std::string password;  // of the user's login at AD FS
 };
 
 struct Case {
@@ -41,51 +38,36 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 }
 
 // Every line is logged, curl's trace included, so that a secret has every chance to show itself.
-CheckSetup setup_for(const Case& given, const sim::Simulator& simulator, const sim::World& world,
-                     const test_support::TemporaryDirectory& folder) {
-  sim::write_client_files(folder.path("client"), simulator, world);
-  CheckSetup setup{simulator.management_host(), test_support::read_file(folder.path("client/azurestack.conf")), ""};
-  setup.config += "CURL_VERBOSE=true\n";
-  setup.credentials =
-      test_support::read_file(folder.path(given.adfs ? "client/credentials-adfs" : "client/credentials"));
-  if (given.adfs) {
-    setup.user = world.adfs_users.front().user_name;
-    setup.password = world.adfs_users.front().password;
-  }
-  if (given.client) given.client(setup);
-  return setup;
-}
+void expect_outcome(const Case& given) {
+  SCOPED_TRACE(given.name);
+  const test_support::TemporaryDirectory folder;
+  sim::Options options;
+  if (given.no_subscription) options.world.subscriptions.clear();
+  sim::Simulator simulator(options);
+  if (given.cloud) given.cloud(simulator);
 
-Outcome run_check(const CheckSetup& setup, const test_support::TemporaryDirectory& folder) {
+  const auto client_file = [&](const std::string& name) {
+    return test_support::read_file(folder.path("client/" + name));
+  };
+  sim::write_client_files(folder.path("client"), simulator, options.world);
+  CheckSetup setup{simulator.management_host(), client_file("azurestack.conf") + "CURL_VERBOSE=true\n",
+                   client_file(given.adfs ? "credentials-adfs" : "credentials"),
+                   options.world.adfs_users.front().password};
+  if (given.client) given.client(setup);
   std::vector<std::string> arguments{"check",         "-vv",
                                      "--server",      setup.server,
                                      "--log-file",    folder.path("log"),
                                      "--config",      folder.write_file("config", setup.config),
                                      "--credentials", folder.write_file("credentials", setup.credentials)};
-  if (!setup.user.empty()) {
+  if (given.adfs) {
     const std::string file = folder.write_file("password", setup.password + "\n");
-    arguments.insert(arguments.end(), {"--user", setup.user, "--password-command", "cat '" + file + "'"});
+    arguments.insert(arguments.end(), {"--user", options.world.adfs_users.front().user_name, "--password-command",
+                                       "cat '" + file + "'"});
   }
-  return host_test::run_azsbackup(arguments, folder.path("home"));
-}
-
-void expect_outcome(const Case& given) {
-  SCOPED_TRACE(given.name);
-  const test_support::TemporaryDirectory folder;
-  sim::World world = sim::demo_world();
-  if (given.no_subscription) world.subscriptions.clear();
-  sim::Options options;
-  options.world = world;
-  sim::Simulator simulator(std::move(options));
-  if (given.cloud) given.cloud(simulator);
-
-  const Outcome outcome = run_check(setup_for(given, simulator, world, folder), folder);
-  EXPECT_EQ(outcome.exit_code, given.exit_code) << outcome.output << outcome.error;
-  for (const std::string& word : given.words) {
-    EXPECT_NE(outcome.output.find(word), std::string::npos) << word << "\n" << outcome.output;
-  }
-  host_test::expect_no_secret(outcome.output + outcome.error + test_support::read_file(folder.path("log")), world,
-                              simulator.requests());
+  const host_test::Outcome outcome = host_test::run_azsbackup(arguments, folder.path("home"));
+  EXPECT_THAT(outcome, host_test::Ends(given.exit_code, given.words));
+  host_test::expect_no_secret(outcome.output + outcome.error + test_support::read_file(folder.path("log")),
+                              options.world, simulator.requests());
   EXPECT_EQ(simulator.unused_faults(), std::vector<std::string>{});
 }
 

@@ -14,30 +14,23 @@ const std::string answer =
     R"(SendHttpRequest: Returning rc: 0, response: {"error":{"code":"Forbidden","message":"no role"}}, HTTP/1.1 403)";
 const std::string api_error = "CheckHeader: Error calling AzureStack API (vm). AAPI_Errno = 6646";
 
-TEST(DiscoveryFindings, TellRefusedFilteredAndUnlistedApart) {
+TEST(DiscoveryFindings, TellRefusedAndUnlistedApart) {
   const DiscoveryFindings findings = host::read_discovery_findings({
       {AAPI_LOG_ERROR, refusal + "it has 5 data disks"},
       {AAPI_LOG_ERROR, refusal + "told again by another selection"},
-      {AAPI_LOG_FLOW, "GetVmDetails: VM /s/g/off is not protected: its power state"},
       {AAPI_LOG_ERROR, "ParseResourceGroups: Failed to fetch all VMs in RG a. retval b. retval 6629 "},
       {AAPI_LOG_ERROR, "ParseResourceGroups: A resource group is listed without a name; its VMs are not protected"},
       {AAPI_LOG_ERROR, "ParseALLVMResponse: Next Page Exists at https://h/g/vms?$skiptoken=x"},
       {AAPI_LOG_ERROR, "ParseResourceGroups: The answer holds no list"},
-      {AAPI_LOG_DETAIL, "run_scanner: Total VMs scanned: 12, Total Managed VMs scanned: 7"},
-      {AAPI_LOG_ERROR, "run_scanner: wkldfile_write_record failed"},
   });
   ASSERT_EQ(findings.refused.size(), 1U);
   EXPECT_EQ(findings.refused[0].what, "/s/g/m");
   EXPECT_EQ(findings.refused[0].why, "it has 5 data disks");
-  ASSERT_EQ(findings.filtered.size(), 1U);
-  EXPECT_EQ(findings.filtered[0].what, "/s/g/off");
   ASSERT_EQ(findings.unlisted.size(), 4U);
   EXPECT_EQ(findings.unlisted[0].what, "resource group a. retval b");
   EXPECT_THAT(findings.unlisted[0].why, HasSubstr("6629"));
   EXPECT_THAT(findings.unlisted[2].why, HasSubstr(": https://h/g/vms"));
   EXPECT_EQ(findings.unlisted[2].why.find("skiptoken"), std::string::npos);
-  EXPECT_EQ(findings.written, 12U);
-  EXPECT_THAT(findings.last_scan_error, HasSubstr("wkldfile_write_record"));
 }
 
 // An answer is quoted with the machine that it was given for, and with no other.
@@ -71,10 +64,7 @@ TEST(DiscoveryFindings, IgnoreWhatServersSay) {
 }
 
 TEST(DiscoveryEvidence, IsKeptBelowErrors) {
-  for (const std::string& line : {refusal, std::string("run_scanner: Total VMs scanned: 1, x"),
-                                  std::string("Discover: Failed to create directory x")}) {
-    EXPECT_TRUE(host::is_discovery_evidence(line)) << line;
-  }
+  EXPECT_TRUE(host::is_discovery_evidence("Discover: Failed to create directory x"));
   EXPECT_FALSE(host::is_discovery_evidence("GetVmDetails: Contents of response body: " + refusal));
 }
 

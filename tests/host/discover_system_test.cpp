@@ -13,6 +13,7 @@
 
 namespace {
 
+using host_test::Ends;
 using host_test::Outcome;
 using testing::HasSubstr;
 using testing::Not;
@@ -150,9 +151,7 @@ TEST_F(Discover, EndsWithTheCodeOfTheCase) {
       {{"/absent"}, 1, "SubscriptionNotFound"},
   };
   for (const Case& given : cases) {
-    const Outcome outcome = discover(given.selections);
-    EXPECT_EQ(outcome.exit_code, given.exit_code) << given.selections.front();
-    EXPECT_THAT(outcome.output + outcome.error, HasSubstr(given.words));
+    EXPECT_THAT(discover(given.selections), Ends(given.exit_code, {given.words}));
   }
 }
 
@@ -163,18 +162,14 @@ TEST_F(Discover, TellsOfListsThatItCouldNotRead) {
   forbidden.status = 403;
   forbidden.body = R"({"error":{"code":"AuthorizationFailed","message":"no role here"}})";
   cloud_->add_fault({.target = "web-rg/providers", .action = sim::AnswerWith{forbidden, {}}});
-  const Outcome outcome = discover({subscription});
-  EXPECT_EQ(outcome.exit_code, 3) << outcome.error;
-  EXPECT_THAT(outcome.output, HasSubstr("resource group web-rg\n    its machines cannot be listed"));
-  EXPECT_THAT(outcome.output, HasSubstr("AuthorizationFailed: no role here"));
+  EXPECT_THAT(discover({subscription}), Ends(3, {"resource group web-rg\n    its machines cannot be listed",
+                                                 "AuthorizationFailed: no role here"}));
   EXPECT_EQ(cloud_->unused_faults(), std::vector<std::string>{});
 
   sim::World paged = mixed_world();
   paged.page_size = 1;
   start(paged);
-  const Outcome first_page = discover({subscription + "/Data_RG.1"});
-  EXPECT_EQ(first_page.exit_code, 3) << first_page.error;
-  EXPECT_THAT(first_page.output, HasSubstr("goes on after its first page"));
+  EXPECT_THAT(discover({subscription + "/Data_RG.1"}), Ends(3, {"goes on after its first page"}));
 }
 
 TEST_F(Discover, RefusesAWrongSecretWithoutShowingIt) {
@@ -189,18 +184,12 @@ TEST_F(Discover, RefusesAWrongSecretWithoutShowingIt) {
 TEST_F(Discover, KeepsTheWorkloadFilesInANewFolderOnly) {
   start(sim::demo_world());
   const std::string keep = folder_.path("it's >kept; $(x)");
-  const Outcome kept = discover({subscription, "--keep", keep});
-  EXPECT_EQ(kept.exit_code, 0) << kept.error;
+  EXPECT_THAT(discover({subscription, "--keep", keep}), Ends(0));
   EXPECT_EQ(std::filesystem::status(keep).permissions(), std::filesystem::perms::owner_all);
   EXPECT_TRUE(std::filesystem::exists(keep + "/azsbackup.discover.1"));
-  const std::vector<std::pair<Outcome, std::string>> refused = {
-      {discover({subscription, "--keep", keep}), "name one that does not exist yet"},
-      {discover({subscription, "--keep", folder_.path("a/b")}), "name one where you may write"},
-      {discover({subscription}, {"TMPDIR=/proc/nowhere"}), "set TMPDIR"}};
-  for (const auto& [outcome, words] : refused) {
-    EXPECT_EQ(outcome.exit_code, 2) << words;
-    EXPECT_THAT(outcome.error, HasSubstr(words));
-  }
+  EXPECT_THAT(discover({subscription, "--keep", keep}), Ends(2, {"name one that does not exist yet"}));
+  EXPECT_THAT(discover({subscription, "--keep", folder_.path("a/b")}), Ends(2, {"name one where you may write"}));
+  EXPECT_THAT(discover({subscription}, {"TMPDIR=/proc/nowhere"}), Ends(2, {"set TMPDIR"}));
 }
 
 }  // namespace

@@ -27,6 +27,7 @@ host::Machine machine(const std::string& group, const std::string& name) {
 TEST(DiscoveryTree, ShowsGroupsOnceAndNothingThatATerminalObeys) {
   Discovery discovery;
   discovery.machines = {machine("g", "a\033[2Jb"), machine("G", "x\ny")};
+  discovery.machines[1].virtual_network = "net";
   discovery.machines[1].security_group = "\xc2\x9bX";
   discovery.refused = {{"/s/g/\r/root", "bad\033]0;title\007"}};
   discovery.filtered = {{"/s/g/idle", "its power state"}};
@@ -39,6 +40,7 @@ TEST(DiscoveryTree, ShowsGroupsOnceAndNothingThatATerminalObeys) {
   EXPECT_THAT(tree, Not(HasSubstr("/s/g/idle")));
   const auto object = host::discovery_json(discovery)["machines"][0];
   EXPECT_TRUE(object["size"].is_null());
+  EXPECT_EQ(object["boot_diagnostics"], false);
   EXPECT_TRUE(object["disks"][0]["storage_type"].is_null());
 }
 

@@ -64,8 +64,6 @@ void log(const std::string& line, std::uint32_t level = AAPI_LOG_ERROR) {
 
 std::uint32_t claim(Text name) { return std::strncmp(name, "azurestack:", 11) == 0 ? AAPI_OK : AAPI_E_INVALID_OBJECT; }
 
-std::uint32_t terminate() { return AAPI_OK; }
-
 std::uint32_t open_server(const aapi_session_def_v1_t* session, Text name, const aapi_credentials_v1_t* credentials,
                           aapi_server_t** out) {
   const std::string server = std::strchr(name, ':') + 1;
@@ -314,7 +312,7 @@ AAPI_EXPORT std::uint32_t aapi_pgn_init(std::uint32_t version, void*, aapi_plugi
   auto* const slots = reinterpret_cast<Slot*>(&entries);
   std::fill_n(slots, 38, [] {});
   entries.claim = claim;
-  entries.terminate = terminate;
+  entries.terminate = [] { return AAPI_OK; };
   entries.open_server = open_server;
   entries.close_server = close_server;
   entries.discovery = discovery;

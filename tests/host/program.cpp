@@ -19,7 +19,9 @@ namespace host_test {
 
 namespace {
 
-using FileActions = std::unique_ptr<posix_spawn_file_actions_t, decltype(&::posix_spawn_file_actions_destroy)>;
+struct Destroyer {
+  void operator()(posix_spawn_file_actions_t* actions) const { ::posix_spawn_file_actions_destroy(actions); }
+};
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> result;
@@ -42,7 +44,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   }
   posix_spawn_file_actions_t storage{};
   ::posix_spawn_file_actions_init(&storage);
-  const FileActions actions(&storage, ::posix_spawn_file_actions_destroy);
+  const std::unique_ptr<posix_spawn_file_actions_t, Destroyer> actions(&storage);
   const std::pair<int, std::string> streams[] = {{1, caught_.path("output")}, {2, caught_.path("error")}};
   for (const auto& [descriptor, path] : streams) {
     ::posix_spawn_file_actions_addopen(actions.get(), descriptor, path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);

@@ -1,8 +1,12 @@
 // Runs azsbackup as an operator does: a process of its own, with its output caught.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <sys/types.h>
 
+#include <iterator>
+#include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,7 +19,27 @@ struct Outcome {
   int exit_code = -1;
   std::string output;
   std::string error;
+
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << outcome.exit_code << "\n" << outcome.output << outcome.error;
+  }
 };
+
+/// Matches an outcome of this exit code whose output and error hold each of the texts.
+inline testing::Matcher<const Outcome&> Ends(int exit_code, const std::vector<std::string>& texts = {}) {
+  std::vector<testing::Matcher<const Outcome&>> all{testing::Field(&Outcome::exit_code, exit_code)};
+  for (const std::string& text : texts) {
+    all.push_back(testing::ResultOf([](const Outcome& outcome) { return outcome.output + outcome.error; },
+                                    testing::HasSubstr(text)));
+  }
+  return testing::AllOfArray(all);
+}
+
+/// A command line's words, none of which holds a space.
+inline std::vector<std::string> words(const std::string& line) {
+  std::istringstream text(line);
+  return {std::istream_iterator<std::string>(text), {}};
+}
 
 /// azsbackup while it runs. Its destructor kills it when nobody waited for its end.
 class RunningProgram {

@@ -19,6 +19,7 @@
 namespace {
 
 using host::RepositoryInUse;
+using host_test::Ends;
 using testing::HasSubstr;
 
 const host::WaitForRepository no_wait = [] { return false; };
@@ -92,9 +93,7 @@ TEST_F(Hold, KeepsPruneOutAndStoresNothing) {
 TEST_F(Hold, WaitsForWhoHasTheRepositoryToItself) {
   Exclusive exclusive(repository_, password_);
   EXPECT_THROW(host::hold_repository(restic_, no_wait), RepositoryInUse);
-  const host_test::Outcome refused = backup("fine", {"--retry-lock", "0"});
-  EXPECT_EQ(refused.exit_code, 16) << refused.error;
-  EXPECT_THAT(refused.error, HasSubstr("run the command again when it is done"));
+  EXPECT_THAT(backup("fine", {"--retry-lock", "0"}), Ends(16, {"run the command again when it is done"}));
   int waits = 0;
   const auto hold = host::hold_repository(restic_, [&] {
     if (++waits == 2) exclusive.finish();

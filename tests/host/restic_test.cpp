@@ -130,16 +130,6 @@ host::Manifest sample() {
   return manifest;
 }
 
-TEST_F(Repository, KeepsManifests) {
-  const host::Manifest given = sample();
-  host_test::store_manifest(restic_, given);
-  const auto entries = host::list_manifests(restic_);
-  ASSERT_EQ(entries.size(), 1U);
-  EXPECT_EQ(entries[0].machine, given.machine);
-  EXPECT_EQ(entries[0].backup_id, given.backup_id);
-  EXPECT_EQ(host::manifest_text(host::load_manifest(restic_, entries[0])), host::manifest_text(given));
-}
-
 TEST(Manifest, IsRefusedWhenItIsNone) {
   host::Manifest foreign = sample();
   foreign.objects[0].data = "\xff";

@@ -7,8 +7,6 @@
 
 namespace {
 
-using host::DamagedStream;
-using testing::HasSubstr;
 using Words = std::vector<std::uint64_t>;
 
 constexpr std::uint64_t disk_size = 8192;
@@ -42,13 +40,9 @@ std::string disk_of(const host::SavedDisk& record, const std::string& stream, st
   return disk;
 }
 
-std::string refusal(const host::SavedDisk& record, const std::string& stream) {
-  try {
-    disk_of(record, stream, 100);
-    return "";
-  } catch (const DamagedStream& error) {
-    return error.what();
-  }
+void expect_refusal(const host::SavedDisk& record, const std::string& stream, const std::string& words) {
+  EXPECT_THAT([&] { disk_of(record, stream, 100); },
+              testing::ThrowsMessage<host::DamagedStream>(testing::HasSubstr(words)));
 }
 
 const std::string good =
@@ -66,13 +60,13 @@ TEST(SavedStream, PutsTheBytesInTheirPlaces) {
 TEST(SavedStream, IsRefusedWhenItIsNotTheSavedOne) {
   std::string flipped = good;
   flipped.back() = static_cast<char>(flipped.back() ^ 1);
-  EXPECT_THAT(refusal(record_of(good), flipped), HasSubstr("SHA-256"));
-  EXPECT_THAT(refusal(record_of(good), good.substr(0, good.size() - 1)), HasSubstr("ends early: 1615 bytes of 1616"));
-  EXPECT_THAT(refusal(record_of(good), good + "x"), HasSubstr("longer"));
-  EXPECT_THAT(refusal(record_of(good), ""), HasSubstr("within the header"));
+  expect_refusal(record_of(good), flipped, "SHA-256");
+  expect_refusal(record_of(good), good.substr(0, good.size() - 1), "ends early: 1615 bytes of 1616");
+  expect_refusal(record_of(good), good + "x", "longer");
+  expect_refusal(record_of(good), "", "within the header");
   host::SavedDisk other = record_of(good);
   ++other.stream_bytes;  // told before any of its data is taken
-  EXPECT_THAT(refusal(other, good.substr(0, 81)), HasSubstr("not as long"));
+  expect_refusal(other, good.substr(0, 81), "not as long");
 }
 
 // Header and table are judged by themselves, before the digest is known: what they say is used at once.
@@ -95,7 +89,7 @@ TEST(SavedStream, IsRefusedForAHeaderOrATableThatCannotBe) {
       {{72, disk_size, 1536, 2, 8, 512, 512, 7680, 512}, "does not fit its header"}};
   for (const auto& [head, words] : cases) {
     const std::string stream = bytes_of(head) + good.substr(72);
-    EXPECT_THAT(refusal(record_of(stream), stream), HasSubstr(words));
+    expect_refusal(record_of(stream), stream, words);
   }
 }
 

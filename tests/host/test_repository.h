@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -29,14 +28,10 @@ inline void damage_repository(const std::string& folder) {
   for (const auto& file : std::filesystem::recursive_directory_iterator(folder + "/data")) {
     if (file.is_regular_file() && (largest.empty() || file.file_size() > file_size(largest))) largest = file.path();
   }
+  std::string bytes = test_support::read_file(largest);
+  for (std::size_t at = 0; at < bytes.size() / 2; at += 64) bytes[at] = static_cast<char>(~bytes[at]);
   std::filesystem::permissions(largest, std::filesystem::perms::owner_all);
-  std::fstream pack(largest, std::ios::in | std::ios::out | std::ios::binary);
-  for (std::uintmax_t at = 0; at < file_size(largest) / 2; at += 64) {
-    pack.seekg(static_cast<std::streamoff>(at));
-    const auto inverted = static_cast<char>(~pack.get());
-    pack.seekp(static_cast<std::streamoff>(at));
-    pack.put(inverted);
-  }
+  std::ofstream(largest, std::ios::binary) << bytes;
 }
 
 /// A folder with an empty repository, and azsbackup told of it.
