@@ -129,6 +129,7 @@ TEST_F(Backup, RunsJobsThatDoNotHurtEachOther) {
     EXPECT_EQ(hurt["protected"], given.exit_code == 0);
     EXPECT_EQ(report["machines"][in_order ? 1 : 0]["disks"][0]["stream_bytes"], 512 + (5 << 20));
     EXPECT_EQ(protected_machines().size(), given.exit_code == 0 ? 2U : 1U);
+    EXPECT_EQ(streams().size(), given.exit_code == 0 ? 2U : 1U);
     const std::string swept = log();
     EXPECT_THAT(swept, HasSubstr("sweep /s\n"));
     EXPECT_EQ(swept.find("sweep"), swept.rfind("sweep"));

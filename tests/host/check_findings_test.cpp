@@ -75,6 +75,7 @@ TEST(CheckEvidence, TellsTlsAndCount) {
   const std::string verified = "SendHttpRequest: Using SSL Peer and Host Validation.";
   const std::string unchecked = "SendHttpRequest: SSL Peer and Host Validations would be skipped";
   const std::string counted = "BuildSubList: Parsed All Subscriptions. Number of subscriptions : 12";
+  EXPECT_TRUE(host::is_evidence(empty_list));
   EXPECT_EQ(host::tls_peers({unchecked, verified}), TlsPeers::unchecked);
   EXPECT_EQ(host::tls_peers({counted}), TlsPeers::unknown);
   EXPECT_EQ(host::subscription_count({unchecked, counted}), "12");

@@ -102,7 +102,7 @@ std::string metadata_of(const std::string& path) {
 
 std::uint32_t get_snappath_from_realpath(aapi_server_t*, Text snapshot, Text path, char* out, std::uint64_t size) {
   the_server.snapshot = snapshot;
-  std::snprintf(out, size, "%s", path);
+  (void)std::snprintf(out, size, "%s", path);
   return AAPI_OK;
 }
 
@@ -134,8 +134,8 @@ std::uint32_t open_object(aapi_server_t*, Text path, std::uint32_t, aapi_object_
 }
 
 void meet_signal() {
-  if (is_kind("signal")) std::raise(SIGTERM);
-  if (is_kind("killed")) std::raise(SIGKILL);
+  if (is_kind("signal")) (void)std::raise(SIGTERM);
+  if (is_kind("killed")) (void)std::raise(SIGKILL);
 }
 
 std::uint32_t read_object(aapi_object_t* object, void* buffer, std::uint64_t length, std::uint64_t offset,
@@ -246,8 +246,8 @@ std::uint32_t get_object_prop_byname(aapi_server_t*, Text path, aapi_object_info
   if (is_restore()) return ask_for(path);
   if (has_machines()) return query_machine_object(path, *out);
   *out = {};
-  std::printf("noise on output\n");
-  std::fprintf(stderr, "noise on error\n");
+  (void)std::printf("noise on output\n");
+  (void)std::fprintf(stderr, "noise on error\n");
   log("a step", AAPI_LOG_FLOW);
   log("first line\nsecond line \033[31m");
   return is_kind("works") ? AAPI_OK : AAPI_E_OPERATION_FAILED;
@@ -273,7 +273,7 @@ void write_machine(std::ostream& file, const std::string& name, const std::strin
         std::string("/acct.blob.r1.stack.example"), std::string("/acct.blob.r1.stack.example/vhds"),
         std::string("/acct.blob.r1.stack.example/vhds/os.vhd"), std::string("/Metadata/Size=A1"),
         "/Metadata/PowerState=" + power_state, "/Metadata/VmName=" + name}) {
-    write_record(file, "/s/g/" + name + object);
+    write_record(file, std::string("/s/g/").append(name).append(object));
   }
 }
 

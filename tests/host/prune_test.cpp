@@ -17,7 +17,6 @@ namespace {
 using host_test::Ends;
 using nlohmann::json;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 

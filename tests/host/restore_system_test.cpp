@@ -15,7 +15,6 @@ namespace {
 using host_test::Ends;
 using host_test::Outcome;
 using nlohmann::json;
-using testing::HasSubstr;
 
 using Texts = std::vector<std::string>;
 
