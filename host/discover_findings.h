@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +25,8 @@ struct DiscoveryFindings {
   std::vector<LeftOut> filtered;  // machines that the configuration's filter keeps out
   std::vector<LeftOut> unlisted;  // lists that could not be read, or not to their end: what stands there is not known
   std::optional<std::uint64_t> written;  // machines that the plug-in says it wrote; none: it did not get to its end
-  std::string last_scan_error;           // of the part that writes the workload files; empty: none
+  std::map<std::string, std::uint64_t> disk_sizes;  // gigabytes by the disk's path, as far as they are known
+  std::string last_scan_error;                      // of the part that writes the workload files; empty: none
 };
 
 DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines);

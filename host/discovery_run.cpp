@@ -60,6 +60,10 @@ std::variant<Discovery, Finding> collect(const std::string& folder, DiscoveryFin
   discovery.filtered = std::move(findings.filtered);
   discovery.unlisted = std::move(findings.unlisted);
   for (Machine& machine : machines) {
+    for (Disk& disk : machine.disks) {
+      const auto size = findings.disk_sizes.find(disk.path);
+      if (size != findings.disk_sizes.end()) disk.gigabytes = size->second;
+    }
     if (machine.problem.empty()) {
       discovery.machines.push_back(std::move(machine));
     } else {
