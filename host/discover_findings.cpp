@@ -22,6 +22,7 @@ constexpr std::string_view group_status_mark = ". retval ";
 constexpr std::string_view nameless_group_mark = "A resource group is listed without a name";
 constexpr std::string_view further_page_mark = "Next Page Exists at ";
 constexpr std::string_view no_list_mark = "The answer holds no list";
+constexpr std::string_view no_snapshot_mark = "Snapshot creation fatally failed for VM : ";
 constexpr std::string_view odd_list_mark = "A part of the list cannot be read: ";
 constexpr std::string_view size_mark = "Disk of ";
 constexpr std::string_view size_end_mark = " GB: ";
@@ -140,7 +141,7 @@ Finding incomplete_store(const std::vector<std::string>& lines) {
 
 DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
   DiscoveryFindings findings;
-  std::vector<std::string> errors;  // since the last thing that was left out
+  std::vector<std::string> errors;  // since the last thing that was left out, or since the machines were counted
   for (const LogLine& line : lines) {
     const LineParts parts = take_apart(line.text);
     const bool error = line.level >= AAPI_LOG_ERROR;
@@ -150,6 +151,11 @@ DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
       errors.clear();
     } else if (parts.function == scan_function && starts_with(parts.text, count_mark)) {
       findings.written = number_at(parts.text.substr(count_mark.size()));
+      errors.clear();
+    } else if (starts_with(parts.text, no_snapshot_mark)) {  // all of these come at the end
+      findings.unsnapshotted.push_back({std::string(parts.text.substr(no_snapshot_mark.size())),
+                                        "its snapshots could not be taken" + quoted_answer(errors)});
+      findings.snapshots_forbidden = is_forbidden(errors);
     } else if (auto size = disk_size(parts.text)) {
       findings.disk_sizes.insert(std::move(*size));
     } else if (!error) {

@@ -59,6 +59,8 @@ std::variant<Discovery, Finding> collect(const std::string& folder, DiscoveryFin
   discovery.refused = std::move(findings.refused);
   discovery.filtered = std::move(findings.filtered);
   discovery.unlisted = std::move(findings.unlisted);
+  discovery.unsnapshotted = std::move(findings.unsnapshotted);
+  discovery.snapshots_forbidden = findings.snapshots_forbidden;
   for (Machine& machine : machines) {
     for (Disk& disk : machine.disks) {
       const auto size = findings.disk_sizes.find(disk.path);

@@ -304,4 +304,24 @@ TEST_F(BackupSystem, TellsWhySnapshotsAreNotKnown) {
   EXPECT_EQ(run({"finish", "--snapshot", "17", subscription}).exit_code, 14);
 }
 
+// What follows from a missing role, a snapshot that is not there, is not told for the cause.
+TEST_F(BackupSystem, TellsTheRoleThatSnapshotsLack) {
+  sim::Response forbidden;
+  forbidden.status = 403;
+  forbidden.body = R"({"error":{"code":"AuthorizationFailed","message":"no role here"}})";
+  cloud_.add_fault({.method = "PUT",
+                    .target = "/snapshots/",
+                    .times = sim::Fault::forever,
+                    .action = sim::AnswerWith{forbidden, {}}});
+  const std::string config = test_support::read_file(folder_.path("client/azurestack.conf"));
+  for (const char* in_discovery : {"true", "false"}) {
+    const std::string own = folder_.write_file(
+        "own.conf", std::string("SNAPSHOT_RETRY_COUNT=0\nVM_SNAPSHOT_IN_DISCOVERY=") + in_discovery + "\n" + config);
+    const Outcome backup = run({"backup", "--config", own, subscription + "/web-rg"});
+    EXPECT_EQ(backup.exit_code, 1) << backup.output << backup.error;
+    EXPECT_THAT(backup.output, HasSubstr("AuthorizationFailed: no role here"));
+    EXPECT_THAT(backup.output, HasSubstr("Give the login a role"));
+  }
+}
+
 }  // namespace
