@@ -118,6 +118,16 @@ TEST_F(Prune, KeepsWhatIsNamedAfterThePlan) {
   expect_all_restorable();
 }
 
+TEST_F(Prune, RemovesAllOfAMachineThatIsNoMore) {
+  store_manifest("/s/g/a", "1", {store_stream("/s/g/a/acct.blob.r.example/vhds/os", "first", "1")});
+  store_manifest("/s/g/a", "2", {store_stream("/s/g/a/acct.blob.r.example/vhds/os", "second", "2")});
+  store_manifest("/s/g/ab", "1", {store_stream("/s/g/ab/acct.blob.r.example/vhds/os", "other", "1")});
+  EXPECT_EQ(run({"--retired", "/s/g/gone"}).exit_code, 4);
+  const host_test::Outcome outcome = run({"--retired", "/S/g/A"});
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.error;
+  EXPECT_THAT(streams(), ElementsAre("/s/g/ab/acct.blob.r.example/vhds/os 1"));
+}
+
 TEST_F(Prune, RemovesNothingWhenAManifestCannotBeRead) {
   const auto disk = store_stream("/s/g/a/acct.blob.r.example/vhds/os", "x", "1");
   host::ResticUpload upload(restic_, std::string("/s/g/a") + host::manifest_name, {host::manifest_tag, "backup=1"});
