@@ -224,7 +224,18 @@ class Backup {
     return std::any_of(refused.begin(), refused.end(), [&](const LeftOut& entry) { return entry.what == path; });
   }
 
+  // What its disks fail with is but a consequence.
+  void explain(MachineResult& result) const {
+    const auto& without = outcome_.discovery.unsnapshotted;
+    const auto found = std::find_if(without.begin(), without.end(),
+                                    [&](const LeftOut& entry) { return entry.what == result.machine; });
+    if (result.is_protected || found == without.end()) return;
+    result.problem = found->why + "; " + result.problem;
+    if (outcome_.discovery.snapshots_forbidden) result.next = role_advice;
+  }
+
   void add(MachineResult result) {
+    explain(result);
     if (options_.events) {
       tools_.console.print(event_line(result));
     } else if (!options_.common.json) {

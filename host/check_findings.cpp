@@ -29,6 +29,7 @@ constexpr std::string_view login_error_mark = "Error calling AzureStack API (Aut
 constexpr std::string_view no_json_mark = "error while parsing json";
 constexpr std::string_view missing_value_mark = "Failed to read value of ";
 constexpr std::string_view answer_mark = ", response: ";
+constexpr std::string_view forbidden_mark = "HTTP/1.1 403";
 constexpr std::uint32_t status_no_token = 6011;
 constexpr std::uint32_t status_unauthorized = 6629;
 constexpr std::uint32_t status_not_found = 6630;
@@ -132,11 +133,19 @@ std::string quote_error_body(const nlohmann::json& body) {
   return printable(code + (code.empty() || text.empty() ? "" : ": ") + text, longest_quote);
 }
 
+// "... Returning rc: N, response: BODY, HEADERS". What was forbidden is behind the answers that follow from it, such as
+// that nothing is there.
+const std::string* telling_answer(const Lines& lines) {
+  const auto found = std::find_if(lines.rbegin(), lines.rend(), [](const auto& line) {
+    return contains(line, answer_mark) && contains(line, forbidden_mark);
+  });
+  return found != lines.rend() ? &*found : last_with(lines, answer_mark);
+}
+
 }  // namespace
 
-// "... Returning rc: N, response: BODY, HEADERS"
 std::string quoted_answer(const std::vector<std::string>& lines) {
-  const std::string* line = last_with(lines, answer_mark);
+  const std::string* line = telling_answer(lines);
   if (line == nullptr) return {};
   std::istringstream text(line->substr(line->find(answer_mark) + answer_mark.size()));
   nlohmann::json body;
@@ -147,6 +156,11 @@ std::string quoted_answer(const std::vector<std::string>& lines) {
   }
   const std::string quote = quote_error_body(body);
   return quote.empty() ? quote : " (" + quote + ")";
+}
+
+bool is_forbidden(const std::vector<std::string>& lines) {
+  const std::string* answer = telling_answer(lines);
+  return answer != nullptr && contains(*answer, forbidden_mark);
 }
 
 std::string missing_values(const std::vector<std::string>& lines) {

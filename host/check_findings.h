@@ -27,8 +27,13 @@ struct Finding {
 /// Manager's host, with its port if it has one, without the prefix.
 Finding judge_query(std::uint32_t status, const std::vector<std::string>& lines, std::string_view server);
 
-/// What the server said to the last request that failed, as " (CODE: TEXT)"; empty when it said nothing of this form.
+/// What the server said to the last request that it forbade (403), else to the last that failed, as " (CODE: TEXT)";
+/// empty when it said nothing of this form.
 std::string quoted_answer(const std::vector<std::string>& lines);
+
+/// Whether that was forbidden.
+bool is_forbidden(const std::vector<std::string>& lines);
+constexpr const char* role_advice = "Give the login a role that may do this; docs/operations.md tells which actions.";
 
 /// The values that the plug-in missed in the credentials store, as "A, B"; empty: none.
 std::string missing_values(const std::vector<std::string>& lines);

@@ -22,6 +22,10 @@ constexpr std::string_view group_status_mark = ". retval ";
 constexpr std::string_view nameless_group_mark = "A resource group is listed without a name";
 constexpr std::string_view further_page_mark = "Next Page Exists at ";
 constexpr std::string_view no_list_mark = "The answer holds no list";
+constexpr std::string_view no_snapshot_mark = "Snapshot creation fatally failed for VM : ";
+constexpr std::string_view odd_list_mark = "A part of the list cannot be read: ";
+constexpr std::string_view size_mark = "Disk of ";
+constexpr std::string_view size_end_mark = " GB: ";
 constexpr std::string_view folder_mark = "Failed to create directory ";
 constexpr std::string_view forbidden_mark = "header: HTTP/1.1 403";
 constexpr std::string_view api_error_mark = "Error calling AzureStack API (";
@@ -65,12 +69,24 @@ std::optional<LeftOut> unlisted(const LineParts& line) {
   if (starts_with(line.text, nameless_group_mark)) return LeftOut{"a resource group without a name", "it is listed so"};
   const char* list = line.function == machine_list_function ? "machines of a resource group" : "resource groups";
   if (starts_with(line.text, no_list_mark)) return LeftOut{list, "the answer holds no list"};
+  if (starts_with(line.text, odd_list_mark)) {
+    return LeftOut{list, "a part of the answer cannot be read: " + std::string(line.text.substr(odd_list_mark.size()))};
+  }
   if (starts_with(line.text, further_page_mark)) {
     LeftOut pages{list, "the list goes on after its first page, which is all that the plug-in reads: "};
     pages.why += line.text.substr(further_page_mark.size(), line.text.find('?') - further_page_mark.size());
     return pages;
   }
   return std::nullopt;
+}
+
+// The size of a disk by its path: "Disk of 30 GB: PATH".
+std::optional<std::pair<std::string, std::uint64_t>> disk_size(std::string_view text) {
+  const std::size_t end = text.find(size_end_mark);
+  if (!starts_with(text, size_mark) || end == std::string_view::npos) return std::nullopt;
+  const auto gigabytes = number_at(text.substr(size_mark.size()));
+  if (!gigabytes) return std::nullopt;
+  return std::pair(std::string(text.substr(end + size_end_mark.size())), *gigabytes);
 }
 
 void add_once(std::vector<LeftOut>& list, LeftOut entry) {
@@ -125,7 +141,7 @@ Finding incomplete_store(const std::vector<std::string>& lines) {
 
 DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
   DiscoveryFindings findings;
-  std::vector<std::string> errors;  // since the last thing that was left out
+  std::vector<std::string> errors;  // since the last thing that was left out, or since the machines were counted
   for (const LogLine& line : lines) {
     const LineParts parts = take_apart(line.text);
     const bool error = line.level >= AAPI_LOG_ERROR;
@@ -135,6 +151,13 @@ DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
       errors.clear();
     } else if (parts.function == scan_function && starts_with(parts.text, count_mark)) {
       findings.written = number_at(parts.text.substr(count_mark.size()));
+      errors.clear();
+    } else if (starts_with(parts.text, no_snapshot_mark)) {  // all of these come at the end
+      findings.unsnapshotted.push_back({std::string(parts.text.substr(no_snapshot_mark.size())),
+                                        "its snapshots could not be taken" + quoted_answer(errors)});
+      findings.snapshots_forbidden = is_forbidden(errors);
+    } else if (auto size = disk_size(parts.text)) {
+      findings.disk_sizes.insert(std::move(*size));
     } else if (!error) {
       continue;
     } else if (auto list = unlisted(parts)) {
@@ -152,7 +175,7 @@ DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines) {
 bool is_discovery_evidence(std::string_view line) {
   const std::string_view text = take_apart(line).text;
   return is_evidence(line) || left_out_machine(text).has_value() || starts_with(text, count_mark) ||
-         starts_with(text, folder_mark);
+         starts_with(text, folder_mark) || starts_with(text, size_mark);
 }
 
 Finding judge_discovery(std::uint32_t status, const std::vector<std::string>& lines, std::string_view server) {

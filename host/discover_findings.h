@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,11 +21,14 @@ struct LeftOut {
 };
 
 struct DiscoveryFindings {
-  std::vector<LeftOut> refused;   // machines that cannot be protected, by path; each once
-  std::vector<LeftOut> filtered;  // machines that the configuration's filter keeps out
+  std::vector<LeftOut> refused;        // machines that cannot be protected, by path; each once
+  std::vector<LeftOut> filtered;       // machines that the configuration's filter keeps out
+  std::vector<LeftOut> unsnapshotted;  // machines, some of whose snapshots could not be taken
   std::vector<LeftOut> unlisted;  // lists that could not be read, or not to their end: what stands there is not known
+  bool snapshots_forbidden = false;      // because the login may not
   std::optional<std::uint64_t> written;  // machines that the plug-in says it wrote; none: it did not get to its end
-  std::string last_scan_error;           // of the part that writes the workload files; empty: none
+  std::map<std::string, std::uint64_t> disk_sizes;  // gigabytes by the disk's path, as far as they are known
+  std::string last_scan_error;                      // of the part that writes the workload files; empty: none
 };
 
 DiscoveryFindings read_discovery_findings(const std::vector<LogLine>& lines);

@@ -59,7 +59,13 @@ std::variant<Discovery, Finding> collect(const std::string& folder, DiscoveryFin
   discovery.refused = std::move(findings.refused);
   discovery.filtered = std::move(findings.filtered);
   discovery.unlisted = std::move(findings.unlisted);
+  discovery.unsnapshotted = std::move(findings.unsnapshotted);
+  discovery.snapshots_forbidden = findings.snapshots_forbidden;
   for (Machine& machine : machines) {
+    for (Disk& disk : machine.disks) {
+      const auto size = findings.disk_sizes.find(disk.path);
+      if (size != findings.disk_sizes.end()) disk.gigabytes = size->second;
+    }
     if (machine.problem.empty()) {
       discovery.machines.push_back(std::move(machine));
     } else {

@@ -45,13 +45,14 @@ std::string network_text(const Machine& machine) {
 }
 
 std::string disk_text(const Machine& machine, const Disk& disk) {
+  const std::string size = disk.gigabytes == 0 ? "" : ", " + std::to_string(disk.gigabytes) + " GB";
   if (const auto* vhd = std::get_if<Vhd>(&disk.source)) {
-    return "unmanaged: " + vhd->account() + "/" + vhd->container + "/" + vhd->blob;
+    return "unmanaged" + size + ": " + vhd->account() + "/" + vhd->container + "/" + vhd->blob;
   }
   const auto& managed = std::get<ManagedDisk>(disk.source);
   const bool elsewhere = !same_name(managed.resource_group, machine.resource_group);
-  return "managed, " + (managed.storage_type.empty() ? "type unknown" : managed.storage_type) + ": " + managed.name +
-         (elsewhere ? " in resource group " + managed.resource_group : "");
+  return "managed, " + (managed.storage_type.empty() ? "type unknown" : managed.storage_type) + size + ": " +
+         managed.name + (elsewhere ? " in resource group " + managed.resource_group : "");
 }
 
 std::string machine_lines(const Machine& machine) {
@@ -107,13 +108,15 @@ std::string summary(const Discovery& discovery) {
 Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
 
 Json disk_json(const Disk& disk) {
+  const Json size = disk.gigabytes == 0 ? Json() : Json(disk.gigabytes);
   if (const auto* vhd = std::get_if<Vhd>(&disk.source)) {
-    return {{"path", disk.path}, {"kind", "unmanaged"},         {"account", vhd->account()},
+    return {{"path", disk.path}, {"kind", "unmanaged"},         {"size_gb", size},  {"account", vhd->account()},
             {"host", vhd->host}, {"container", vhd->container}, {"blob", vhd->blob}};
   }
   const auto& managed = std::get<ManagedDisk>(disk.source);
   return {{"path", disk.path},
           {"kind", "managed"},
+          {"size_gb", size},
           {"storage_type", or_null(managed.storage_type)},
           {"resource_group", managed.resource_group},
           {"name", managed.name}};

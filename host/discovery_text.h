@@ -15,6 +15,8 @@ struct Discovery {
   std::vector<LeftOut> refused;
   std::vector<LeftOut> filtered;
   std::vector<LeftOut> unlisted;
+  std::vector<LeftOut> unsnapshotted{};  // of the machines
+  bool snapshots_forbidden = false;
 };
 
 /// ok when all that was found would be protected, partial when some of it, failed when none, nothing_found when there

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/byte_text.h"
+#include "host/check_findings.h"
 #include "host/disk_stream.h"
 #include "host/interrupt.h"
 #include "host/plugin_object.h"
@@ -205,10 +206,10 @@ class MachineBackup {
   bool has_snapshots_ = false;
 };
 
-std::string server_answer(Session& session) {
+std::vector<std::string> error_lines(Session& session) {
   std::vector<std::string> texts;
   for (LogLine& line : session.take_lines()) texts.push_back(std::move(line.text));
-  return quoted_answer(texts);
+  return texts;
 }
 
 }  // namespace
@@ -227,8 +228,9 @@ MachineResult back_up_machine(const BackupTools& tools, const MachineWork& work)
   } catch (const Interrupted&) {
     throw;
   } catch (const StatusError& error) {
-    result.problem = error.what() + server_answer(tools.session);
-    result.next = status_advice(error.status());
+    const std::vector<std::string> lines = error_lines(tools.session);
+    result.problem = error.what() + quoted_answer(lines);
+    result.next = is_forbidden(lines) ? role_advice : status_advice(error.status());
   } catch (const RepositoryInUse& error) {
     result.problem = error.what();
     result.next = "Run the backup again when the other process is done.";

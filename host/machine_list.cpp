@@ -63,10 +63,10 @@ void add_metadata(Machine& machine, std::string_view entry) {
 
 Disk make_disk(std::string_view path, std::vector<std::string> parts) {
   if (!starts_with(parts[0], managed_mark)) {
-    return {std::string(path), Vhd{std::move(parts[0]), std::move(parts[1]), std::move(parts[2])}};
+    return {std::string(path), Vhd{std::move(parts[0]), std::move(parts[1]), std::move(parts[2])}, 0};
   }
   return {std::string(path),
-          ManagedDisk{parts[0].substr(managed_mark.size()), std::move(parts[1]), std::move(parts[2])}};
+          ManagedDisk{parts[0].substr(managed_mark.size()), std::move(parts[1]), std::move(parts[2])}, 0};
 }
 
 // A path of more parts cannot be opened as a disk; what looked like one before it was the folder that it lies in.

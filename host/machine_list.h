@@ -1,6 +1,7 @@
 // The machines that workload files tell of: each is a group of paths, whose last parts hold its facts and its disks.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -27,6 +28,7 @@ struct Vhd {
 struct Disk {
   std::string path;  // of the plug-in's object
   std::variant<ManagedDisk, Vhd> source;
+  std::uint64_t gigabytes = 0;  // 0: not known
 };
 
 /// A text is empty when the plug-in could not tell it.

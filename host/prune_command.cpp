@@ -33,6 +33,7 @@ constexpr std::array<CountRule, 4> count_rules{{{"--keep-last", "Keep the last N
 struct PruneOptions : RepositoryWork {
   std::array<unsigned, count_rules.size()> counts{};
   std::string within;
+  std::vector<std::string> retired;
   unsigned leftover_hours = 24;
   bool dry_run = false;
 };
@@ -44,7 +45,9 @@ std::vector<std::string> rules_of(const PruneOptions& options) {
     rules.insert(rules.end(), {count_rules[at].option, std::to_string(options.counts[at])});
   }
   if (!options.within.empty()) rules.insert(rules.end(), {"--keep-within", options.within});
-  if (rules.empty()) throw UsageError("nothing says what to keep; give at least one --keep rule");
+  if (rules.empty() && options.retired.empty()) {
+    throw UsageError("nothing says what to keep; give at least one --keep rule");
+  }
   return rules;
 }
 
@@ -109,8 +112,8 @@ Json streams_json(const std::vector<ResticSnapshot>& streams) {
 }
 
 Answer prune(const Restic& restic, const PruneOptions& options, const std::vector<std::string>& rules) {
-  const PrunePlan plan =
-      plan_prune(restic, rules, std::time(nullptr) - std::int64_t{options.leftover_hours} * seconds_per_hour);
+  const PrunePlan plan = plan_prune(
+      restic, rules, std::time(nullptr) - std::int64_t{options.leftover_hours} * seconds_per_hour, options.retired);
   if (!options.dry_run) carry_out(restic, plan);
   return {ExitCode::ok,
           lines_of_plan(plan, options.dry_run),
@@ -143,6 +146,11 @@ void add_prune_command(CLI::App& program, Action& action) {
   command->add_option("--keep-within", options->within, "Keep what is at most so much older than the last, such as 14d")
       ->type_name("DURATION")
       ->check(refuse_duration);
+  command
+      ->add_option("--retired", options->retired,
+                   "Keep nothing of this machine, /SUBSCRIPTION/GROUP/NAME; more than one may be given")
+      ->type_name("MACHINE")
+      ->allow_extra_args(false);
   command
       ->add_option("--leftover-age", options->leftover_hours,
                    "Remove streams of failed backups after so many hours; more than any backup takes [24]")

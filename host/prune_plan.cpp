@@ -1,9 +1,12 @@
 #include "host/prune_plan.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <map>
 #include <utility>
 
+#include "host/backup_choice.h"
 #include "host/run_record.h"
 
 namespace host {
@@ -54,6 +57,15 @@ std::vector<ResticSnapshot> outdated_runs(const Restic& restic, const std::vecto
   return runs;
 }
 
+StreamIds manifests_of(const std::vector<ManifestEntry>& manifests, const std::string& machine) {
+  StreamIds ids;
+  for (const ManifestEntry& manifest : manifests) {
+    if (::strcasecmp(manifest.machine.c_str(), machine.c_str()) == 0) ids.insert(manifest.snapshot.id);
+  }
+  if (ids.empty()) throw NotInRepository("the repository holds no backup of " + machine);
+  return ids;
+}
+
 }  // namespace
 
 StreamIds named_streams(const Restic& restic, const std::vector<ManifestEntry>& manifests) {
@@ -68,12 +80,15 @@ StreamIds named_streams(const Restic& restic, const std::vector<ManifestEntry>& 
   return named;
 }
 
-PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules, std::int64_t oldest_running) {
+PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules, std::int64_t oldest_running,
+                     const std::vector<std::string>& retired) {
   PrunePlan plan;
   std::vector<ResticSnapshot> streams = restic.snapshots(disk_tag);  // before the manifests that may name them
   const std::vector<ManifestEntry> manifests = list_manifests(restic);
-  const std::vector<std::string> superseded = restic.superseded(manifest_tag, rules);
-  const StreamIds given_up(superseded.begin(), superseded.end());
+  const std::vector<std::string> superseded =
+      rules.empty() ? std::vector<std::string>{} : restic.superseded(manifest_tag, rules);
+  StreamIds given_up(superseded.begin(), superseded.end());
+  for (const std::string& machine : retired) given_up.merge(manifests_of(manifests, machine));
   for (const ManifestEntry& manifest : manifests) {
     (given_up.count(manifest.snapshot.id) == 0 ? plan.kept : plan.removed).push_back(manifest);
   }

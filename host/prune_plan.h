@@ -27,8 +27,11 @@ struct PrunePlan {
 
 /// rules are restic's ("--keep-last", "3", ...) and hold for each machine by itself. A stream that no manifest names is
 /// left over when nothing of its backup was stored since oldest_running (seconds since the epoch): what a running
-/// backup stores is named by a manifest only at the machine's end. Throws as named_streams, Interrupted.
-PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules, std::int64_t oldest_running);
+/// backup stores is named by a manifest only at the machine's end. retired are paths of machines, in any letter case,
+/// none of whose backups is kept. Throws as named_streams, NotInRepository for a retired machine that has none,
+/// Interrupted.
+PrunePlan plan_prune(const Restic& restic, const std::vector<std::string>& rules, std::int64_t oldest_running,
+                     const std::vector<std::string>& retired = {});
 
 /// Removes what the plan says except what a manifest names now, the manifests first, and the data that nobody needs any
 /// more. Throws as named_streams, Interrupted.

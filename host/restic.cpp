@@ -66,6 +66,12 @@ std::vector<std::string> command(const std::vector<std::string>& arguments) {
   return words;
 }
 
+// Of long words both ends: it may print where in its code it failed, before what failed or behind it.
+std::string ends_of(const std::string& words) {
+  constexpr std::size_t half = longest_message / 2;
+  return words.size() <= longest_message ? words : words.substr(0, half) + " ... " + words.substr(words.size() - half);
+}
+
 std::string replaced(std::string text, const std::string& what, const std::string& by) {
   if (what.empty() || what == by) return text;
   for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
@@ -221,8 +227,7 @@ void Restic::require_success(int exit_code, const FileDescriptor& error) const {
   if (exit_code == 0) return;
   if (exit_code == no_program) throw ResticMissing("the program restic cannot be started");
   const std::string words = replaced(content(error), access_.address, name());
-  const std::string end = words.size() > longest_message ? words.substr(words.size() - longest_message) : words;
-  const std::string what = "restic failed (exit code " + std::to_string(exit_code) + "): " + printable(end);
+  const std::string what = "restic failed (exit code " + std::to_string(exit_code) + "): " + printable(ends_of(words));
   if (words.find(lock_mark) != std::string::npos) throw RepositoryInUse(what);
   throw ResticError(what);
 }

@@ -16,7 +16,7 @@
 
 namespace host {
 
-/// restic could not do what was asked. The text is restic's own last words, without a password, fit for a terminal.
+/// restic could not do what was asked. The text is restic's own words, without a password, fit for a terminal.
 class ResticError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -18,7 +18,7 @@ _azsbackup() {
     [show]="$output $repository --backup"
     [verify]="$output $repository --backup"
     [report]="$output $repository --html --stale-after --runs"
-    [prune]="$output $repository --keep-last --keep-daily --keep-weekly --keep-monthly --keep-within --leftover-age
+    [prune]="$output $repository --keep-last --keep-daily --keep-weekly --keep-monthly --keep-within --retired --leftover-age
       --dry-run"
     [restore]="$output $azure_stack $repository --set --as --to --disks-only --dry-run"
     [export]="$output $repository"
@@ -45,7 +45,7 @@ _azsbackup() {
       mapfile -t COMPREPLY < <(compgen -c -- "$cur")
       return
       ;;
-    --server | --user | --jobs | --retry-lock | --snapshot | --backup | --as | --to | --keep-* | --leftover-age) return ;;
+    --server | --user | --jobs | --retry-lock | --snapshot | --backup | --as | --to | --keep-* | --retired | --leftover-age | --stale-after | --runs) return ;;
   esac
 
   if ((cword == 1)); then

@@ -43,7 +43,7 @@ describe_package(azsbackup admin "Backup of Azure Stack virtual machines into re
   "A command-line backup host: it checks the way to an Azure Stack, shows what a backup would protect, backs virtual
 machines up, verifies the backups and brings machines back. With a systemd timer for a nightly backup.")
 set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${same_library}, restic, systemd | systemd-standalone-sysusers")
-set(CPACK_DEBIAN_${upper}_PACKAGE_RECOMMENDS "ca-certificates")
+set(CPACK_DEBIAN_${upper}_PACKAGE_RECOMMENDS "ca-certificates, dbus")
 set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS "bash-completion, logrotate")
 set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm ${CMAKE_CURRENT_BINARY_DIR}/conffiles)

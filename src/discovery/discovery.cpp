@@ -10,6 +10,7 @@
 #include "src/base/text.h"
 #include "src/config/number_setting.h"
 #include "src/discovery/scanner.h"
+#include "src/model/resource_calls.h"
 
 namespace azurestackpi {
 namespace {
@@ -27,6 +28,10 @@ std::vector<std::string> WorkerNames(const FunctionLog& log, const std::string& 
   std::vector<std::string> names;
   for (const std::string& name : SplitText(proxyclients, ' ')) {
     if (name.empty()) {
+      continue;
+    }
+    if (!IsPathSegment(name)) {
+      log.error("The worker %s cannot be part of a file's name and is not used", name.c_str());
       continue;
     }
     if (std::find(names.begin(), names.end(), name) != names.end()) {

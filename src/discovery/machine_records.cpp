@@ -39,23 +39,30 @@ std::size_t DataDiskCount(const vm_storage_profile_t& storage) {
 // Any scheme is cut off by the length of the usual one: what stands there is not looked at.
 std::string WithoutScheme(const std::string& uri) { return uri.substr(std::min(kScheme.size(), uri.size())); }
 
-void AddDisk(RecordList& records, const std::string& machine, const DiskOwner& disk, const std::string& disk_name) {
+void AddDisk(RecordList& records, const std::string& machine, const DiskOwner& disk, const std::string& disk_name,
+             std::int64_t gigabytes) {
+  const auto add = [&](const std::string& path) {
+    if (gigabytes > 0) {
+      records.Note("Disk of " + std::to_string(gigabytes) + " GB: " + path);
+    }
+    records.AddWithParents(path, "\n\nwkldfileentry: ");
+  };
   if (const vm_managed_disk_t* const managed = disk.managed()) {
     records.Note("\nManaged disk path (id): " + managed->m_disk_id);
-    records.AddWithParents(machine + "/ManagedDisks:" + managed->m_storage_account_type + "/" +
-                               managed->m_disk_resource_group + "/" + disk_name,
-                           "\n\nwkldfileentry: ");
+    add(machine + "/ManagedDisks:" + managed->m_storage_account_type + "/" + managed->m_disk_resource_group + "/" +
+        disk_name);
   } else if (const vm_unmanaged_disk_t* const unmanaged = disk.unmanaged()) {
-    records.AddWithParents(machine + "/" + WithoutScheme(unmanaged->m_uri), "\n\nwkldfileentry: ");
+    add(machine + "/" + WithoutScheme(unmanaged->m_uri));
   }
 }
 
 void AddDisks(RecordList& records, const std::string& machine, const vm_storage_profile_t& storage) {
-  AddDisk(records, machine, storage.m_os_disk.m_disk, storage.m_os_disk.m_name);
+  AddDisk(records, machine, storage.m_os_disk.m_disk, storage.m_os_disk.m_name, storage.m_os_disk.m_disk_size_gb);
   const std::size_t count = DataDiskCount(storage);
   records.Note("Number of data disks: " + std::to_string(count));
   for (std::size_t i = 0; i < count; ++i) {
-    AddDisk(records, machine, storage.m_data_disks[i].m_disk, storage.m_data_disks[i].m_name);
+    const vm_data_disks_t& slot = storage.m_data_disks[i];
+    AddDisk(records, machine, slot.m_disk, slot.m_name, slot.m_disk_size_gb);
   }
 }
 

@@ -112,11 +112,25 @@ VmVerdict azurevm::ParseVMResponse(const std::string& vm_name, vm_details_t& vm)
   if (verdict.status != kOk) {
     return verdict;
   }
-  // Its disks would be backed up under the path of the machine that was asked for.
-  if (!vm.m_name.empty() && !EqualIgnoringCase(vm.m_name, vm_name)) {
-    return {kInvalidArgument, "Resource Manager answered with another machine: " + vm.m_name};
+  if (!IsTheMachine(vm_name, vm)) {
+    return {kInvalidArgument,
+            "Resource Manager answered with another machine: " + (vm.m_id.empty() ? vm.m_name : vm.m_id)};
   }
   return ApplyFilter(vm);
+}
+
+// The disks of another one would be backed up under the path of the machine that was asked for. What an answer does not
+// tell of itself is taken as asked for.
+bool azurevm::IsTheMachine(const std::string& vm_name, const vm_details_t& vm) const {
+  if (!vm.m_name.empty() && !EqualIgnoringCase(vm.m_name, vm_name)) {
+    return false;
+  }
+  constexpr std::size_t subscription = 2;  // of "/subscriptions/S/..."
+  const std::vector<std::string> parts = SplitText(vm.m_id, '/');
+  return vm.m_id.empty() ||
+         (parts.size() > subscription && EqualIgnoringCase(parts[subscription], env_.m_subscription_id) &&
+          EqualIgnoringCase(vm.m_resource_group, env_.m_resource_group) &&
+          EqualIgnoringCase(LastPathComponent(vm.m_id), vm_name));
 }
 
 VmVerdict azurevm::ApplyFilter(const vm_details_t& vm) const {
@@ -211,6 +225,7 @@ Status azurevm::getDiskStorageAccoutType(const std::string& disk_id, std::string
     return kResourceNotFound;
   }
   type = JsonStringOrEmpty(sku, "name");
+  KeepStorageType(log, type, disk_id.c_str());
   log.detail("Received Storage account type : %s", type.c_str());
   return type.empty() ? kResourceNotFound : kOk;
 }

@@ -70,6 +70,7 @@ class azurevm {
  private:
   VmVerdict ReadVm(const std::string& vm_name);
   VmVerdict ParseVMResponse(const std::string& vm_name, vm_details_t& vm);
+  bool IsTheMachine(const std::string& vm_name, const vm_details_t& vm) const;
   VmVerdict ApplyFilter(const vm_details_t& vm) const;
   Status ParseALLVMResponse();
   Status ParseVMSizesResponse();

@@ -30,6 +30,26 @@ std::string Printable(std::string text, std::size_t longest) {
   return text;
 }
 
+// One odd element must not hide the others; somebody has to look, since the list may lack something.
+Status OpenList(const FunctionLog& log, const _Response& response, const char* kind, JsonPtr& root) {
+  if (const Status status = CheckHeader(response.header.c_str(), response.body.c_str(), kind); status != kOk) {
+    return status;
+  }
+  log.flow("Response Header Looks Good !!");
+  json_error_t error{};
+  root = ParseJson(response.body, error);
+  if (root) {
+    return kOk;
+  }
+  root = ParseJsonLeniently(response.body);
+  log.error("error while parsing json: on line %d: %s", error.line, error.text);
+  if (!root) {
+    return kBadJson;
+  }
+  log.error("A part of the list cannot be read: %s", error.text);
+  return kOk;
+}
+
 // The list in an answer; null, with an error line, when there is none.
 const json_t* ListedValues(const FunctionLog& log, const json_t* root) {
   const json_t* const values = json_object_get(root, "value");
@@ -142,7 +162,7 @@ std::string WhyUnusable(const _Response& response) {
 Status ReadList(const FunctionLog& log, const _Response& response, const Listing& listing,
                 const std::function<Status(const json_t*)>& take) {
   JsonPtr root;
-  if (const Status status = OpenAnswer(log, response, listing.kind, root); status != kOk) {
+  if (const Status status = OpenList(log, response, listing.kind, root); status != kOk) {
     return status;
   }
   const json_t* const values = ListedValues(log, root.get());

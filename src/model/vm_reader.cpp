@@ -47,6 +47,7 @@ void ReadManagedDisk(const char* function, json_t* value, DiskOwner& owner) {
   auto disk = std::make_unique<vm_managed_disk_t>();
   ReadFields(function, fields, value, *disk);
   const char* const id = disk->m_disk_id.c_str();
+  KeepStorageType(log, disk->m_storage_account_type, id);
   if (!SplitDiskId(*disk)) {
     log.error("line: %d, Invalid Managed Disk ID %s ", __LINE__, id);
   } else if (disk->m_storage_account_type.empty()) {
@@ -176,9 +177,10 @@ void ReadNetworkInterfaces(json_t* value, vm_network_profile_t& network) {
 constexpr Field<vm_network_profile_t> kNetworkProfile[] = {{"networkInterfaces", ReadNetworkInterfaces}};
 
 // "/.../virtualNetworks/V/subnets/N" into V, N and the network's own id; marks are found in any letter case.
-void SplitSubnetId(const std::string& id, vm_network_profile_t& network) {
+void SplitSubnetId(const std::string& received, vm_network_profile_t& network) {
   constexpr std::string_view network_mark = "/virtualnetworks/";
   constexpr std::string_view subnet_mark = "/subnets/";
+  const std::string id = rtrim(received, "/");
   const std::string lower = ToLower(id);
   const std::size_t subnet = lower.rfind(subnet_mark);
   if (subnet == std::string::npos) {
@@ -340,6 +342,26 @@ VmVerdict CheckSnapshotNames(const vm_details_t& vm) {
                                            : VmVerdict{};
 }
 
+// Two disks under one path would be read as one, and the other never.
+VmVerdict CheckPaths(const vm_storage_profile_t& storage) {
+  std::set<std::string> seen;
+  const auto is_new = [&](const DiskOwner& disk, const std::string& name) {
+    const vm_managed_disk_t* const managed = disk.managed();
+    return managed != nullptr ? seen.insert(ToLower(managed->m_disk_resource_group + "/" + name)).second
+                              : seen.insert(disk.unmanaged()->m_uri).second;
+  };
+  bool distinct = is_new(storage.m_os_disk.m_disk, storage.m_os_disk.m_name);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(storage.m_data_disk_count) && distinct; ++i) {
+    distinct = is_new(storage.m_data_disks[i].m_disk, storage.m_data_disks[i].m_name);
+  }
+  return distinct ? VmVerdict{} : Refuse("two of its disks are one and the same");
+}
+
+VmVerdict CheckDistinct(const vm_details_t& vm) {
+  const VmVerdict verdict = CheckPaths(vm.m_storage_profile);
+  return verdict.status != kOk ? verdict : CheckSnapshotNames(vm);
+}
+
 // A backup that silently lacks a disk is worse than none.
 VmVerdict CheckDisks(const vm_details_t& vm) {
   const vm_storage_profile_t& storage = vm.m_storage_profile;
@@ -356,7 +378,7 @@ VmVerdict CheckDisks(const vm_details_t& vm) {
     const vm_data_disks_t& slot = storage.m_data_disks[i];
     verdict = CheckDisk("its data disk " + std::to_string(i), slot.m_name, slot.m_disk);
   }
-  return verdict.status != kOk ? verdict : CheckSnapshotNames(vm);
+  return verdict.status != kOk ? verdict : CheckDistinct(vm);
 }
 
 // Name and resource group become parts of the paths that a machine is published under.
@@ -389,6 +411,13 @@ VmVerdict ReadVmDescription(json_t* description, vm_details_t& vm) {
 void ReadNetworkInterface(json_t* description, vm_network_profile_t& network) {
   ReadFields("parseNetworkInterfaceProperties", kInterfaceProperties, json_object_get(description, "properties"),
              network);
+}
+
+void KeepStorageType(const FunctionLog& log, std::string& type, const char* disk_id) {
+  if (!type.empty() && !IsPathSegment(type)) {
+    log.error("The storage type of the disk %s cannot be part of a path: %s", disk_id, type.c_str());
+    type.clear();
+  }
 }
 
 std::string ResourceGroupFromId(const std::string& id) {

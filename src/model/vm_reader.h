@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "src/base/logging.h"
 #include "src/base/status.h"
 #include "src/model/vm_records.h"
 
@@ -24,6 +25,9 @@ VmVerdict ReadVmDescription(json_t* description, vm_details_t& vm);
 
 /// Fills the network profile from an interface's description.
 void ReadNetworkInterface(json_t* description, vm_network_profile_t& network);
+
+/// Empties a disk's storage type that would not stay one part of the disk's path, with a line.
+void KeepStorageType(const FunctionLog& log, std::string& type, const char* disk_id);
 
 /// The text behind "resourceGroups/" up to the next "/". Throws std::out_of_range for an id without it.
 std::string ResourceGroupFromId(const std::string& id);

@@ -32,6 +32,10 @@ JsonPtr ParseJson(std::string_view text, json_error_t& error) {
   return JsonPtr(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, &error));
 }
 
+JsonPtr ParseJsonLeniently(std::string_view text) {
+  return JsonPtr(json_loadb(text.data(), text.size(), JSON_ALLOW_NUL | JSON_DECODE_INT_AS_REAL, nullptr));
+}
+
 bool IsJsonText(const std::string& text) { return JsonPtr(json_stringn(text.data(), text.size())) != nullptr; }
 
 std::string EscapedForJson(const std::string& text) {

@@ -24,6 +24,10 @@ std::string JsonStringOrEmpty(const json_t* object, const char* key);
 /// object has two members of one name.
 JsonPtr ParseJson(std::string_view text, json_error_t& error);
 
+/// The same for a list whose elements are read one by one elsewhere: takes what ParseJson refuses in a single element,
+/// the character NUL, numbers beyond 64 bits and members of one name, of which the last holds.
+JsonPtr ParseJsonLeniently(std::string_view text);
+
 /// Whether a text can stand in JSON: it is UTF-8.
 bool IsJsonText(const std::string& text);
 

@@ -52,6 +52,11 @@ std::vector<SeenRequest> FaultProxy::requests() const {
   return requests_;
 }
 
+void FaultProxy::clear_requests() {
+  const std::lock_guard lock(mutex_);
+  requests_.clear();
+}
+
 sim::Reply FaultProxy::answer(const sim::Request& request) {
   std::unique_lock lock(mutex_);
   const std::size_t index = requests_.size();

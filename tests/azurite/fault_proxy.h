@@ -47,6 +47,9 @@ class FaultProxy {
   /// All requests so far, in the order of their coming.
   std::vector<SeenRequest> requests() const;
 
+  /// Forgets them; none may be under way.
+  void clear_requests();
+
   /// Connections accepted so far.
   std::size_t connections() const { return server_.connections(); }
 

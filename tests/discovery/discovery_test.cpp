@@ -335,9 +335,11 @@ TEST_F(DiscoveryTest, AFlushThatFailsLeavesTheFilesBehindItUnwritten) {
 
 TEST_F(DiscoveryTest, AFileThatCannotBeMadeEndsTheScan) {
   ServeGroup("rg", {{"m1"}});
-  EXPECT_EQ(Discover("/sub/rg", "no/such/folder"), kOk);
-  EXPECT_TRUE(log.contains(4, "Failed to open no/such/folder"));
-  EXPECT_EQ(Files(), Texts{});
+  std::filesystem::create_directories(output + "/w.wl.1");
+  EXPECT_EQ(Discover("/sub/rg", "w no/such/folder .."), kOk);
+  EXPECT_TRUE(log.contains(4, "Failed to open w"));
+  EXPECT_TRUE(log.contains(4, "The worker no/such/folder cannot be part of a file's name and is not used"));
+  EXPECT_TRUE(log.contains(4, "The worker .. cannot"));
 }
 
 TEST_F(DiscoveryTest, SnapshotsAreTakenOfWhatWasWrittenUnlessSwitchedOff) {

@@ -22,15 +22,20 @@ TEST(DiscoveryFindings, TellRefusedAndUnlistedApart) {
       {AAPI_LOG_ERROR, "ParseResourceGroups: A resource group is listed without a name; its VMs are not protected"},
       {AAPI_LOG_ERROR, "ParseALLVMResponse: Next Page Exists at https://h/g/vms?$skiptoken=x"},
       {AAPI_LOG_ERROR, "ParseResourceGroups: The answer holds no list"},
+      {AAPI_LOG_ERROR, "ParseALLVMResponse: A part of the list cannot be read: duplicate object key"},
+      {AAPI_LOG_DETAIL, "run_scanner: Disk of 30 GB: /s/g/m/h/c/b"},
+      {AAPI_LOG_DETAIL, "run_scanner: Disk of x GB: /s/g/m/h/c/c"},
   });
   ASSERT_EQ(findings.refused.size(), 1U);
   EXPECT_EQ(findings.refused[0].what, "/s/g/m");
   EXPECT_EQ(findings.refused[0].why, "it has 5 data disks");
-  ASSERT_EQ(findings.unlisted.size(), 4U);
+  ASSERT_EQ(findings.unlisted.size(), 5U);
   EXPECT_EQ(findings.unlisted[0].what, "resource group a. retval b");
   EXPECT_THAT(findings.unlisted[0].why, HasSubstr("6629"));
   EXPECT_THAT(findings.unlisted[2].why, HasSubstr(": https://h/g/vms"));
   EXPECT_EQ(findings.unlisted[2].why.find("skiptoken"), std::string::npos);
+  EXPECT_THAT(findings.unlisted[4].why, HasSubstr("duplicate object key"));
+  EXPECT_EQ(findings.disk_sizes, (std::map<std::string, std::uint64_t>{{"/s/g/m/h/c/b", 30}}));
 }
 
 // An answer is quoted with the machine that it was given for, and with no other.

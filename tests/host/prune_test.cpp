@@ -27,9 +27,9 @@ const std::vector<std::string> last_one{"--keep-last", "1"};
 class Prune : public host_test::RepositoryTest {
  protected:
   // Of a disk "MACHINE/DISK".
-  host::SavedDisk store_stream(const std::string& disk, const std::string& data, const std::string& backup_id) const {
-    return host_test::store_disk(restic_, "/s/g/" + disk.substr(0, 1) + "/acct.blob.r.example/vhds" + disk.substr(1),
-                                 data, backup_id);
+  host::SavedDisk store_stream(std::string disk, const std::string& data, const std::string& backup_id) const {
+    disk.insert(disk.find('/'), "/acct.blob.r.example/vhds");
+    return host_test::store_disk(restic_, "/s/g/" + disk, data, backup_id);
   }
   void store_manifest(const std::string& machine, const std::string& backup_id,
                       const std::vector<host::SavedDisk>& disks, bool with_tags = true) const {
@@ -38,8 +38,9 @@ class Prune : public host_test::RepositoryTest {
   std::vector<std::string> streams() const {
     std::vector<std::string> all;
     for (const auto& snapshot : restic_.snapshots(host::disk_tag)) {
-      all.push_back(snapshot.path.substr(5, 1) + snapshot.path.substr(snapshot.path.rfind('/')) + " " +
-                    snapshot.tag("backup"));
+      std::string disk = snapshot.path.substr(std::string("/s/g/").size());
+      disk.erase(disk.find('/'), disk.rfind('/') - disk.find('/'));
+      all.push_back(disk + " " + snapshot.tag("backup"));
     }
     return all;
   }
@@ -92,6 +93,15 @@ TEST_F(Prune, KeepsWhatIsNamedAfterThePlan) {
   host::carry_out(restic_, plan);
   EXPECT_THAT(streams(), ElementsAre("a/os 1"));
   expect_all_restorable();
+}
+
+TEST_F(Prune, RemovesAllOfAMachineThatIsNoMore) {
+  store_manifest("/s/g/a", "1", {store_stream("a/os", "first", "1")});
+  store_manifest("/s/g/a", "2", {store_stream("a/os", "second", "2")});
+  store_manifest("/s/g/ab", "1", {store_stream("ab/os", "other", "1")});
+  EXPECT_THAT(prune({"--retired", "/s/g/gone"}), Ends(4));
+  EXPECT_THAT(prune({"--retired", "/S/g/A"}), Ends(0));
+  EXPECT_THAT(streams(), ElementsAre("ab/os 1"));
 }
 
 TEST_F(Prune, RemovesNothingWhenAManifestCannotBeRead) {

@@ -1,5 +1,7 @@
 #include "tests/model/model_fixture.h"
 
+#include <nlohmann/json.hpp>
+
 #include "tests/support/read_file.h"
 
 namespace model_test {
@@ -30,6 +32,12 @@ std::string Describe(const azurestackpi::vm_details_t& vm) {
     text += DescribeDisk(slot.m_name, slot.m_disk_size_gb, slot.m_disk);
   }
   return text;
+}
+
+std::string WithId(const std::string& description, const std::string& name) {
+  nlohmann::json body = nlohmann::json::parse(description);
+  body["id"] = "/subscriptions/sub/resourceGroups/rg/providers/Microsoft.Compute/virtualMachines/" + name;
+  return body.dump();
 }
 
 ModelTest::ModelTest() {

@@ -15,6 +15,9 @@ std::string ReadData(const std::string& name);
 /// first.
 std::string Describe(const azurestackpi::vm_details_t& vm);
 
+/// A machine's description with the id that the machine of this name has in subscription "sub" and group "rg".
+std::string WithId(const std::string& description, const std::string& name);
+
 /// Keeps standard output from its construction on. One at a time.
 class CapturedOutput {
  public:

@@ -28,8 +28,8 @@ class SelectionTest : public ModelTest {
   }
 
   // A machine's description with a name of its own.
-  static std::string Machine(const std::string& name, const std::string& id = "/s/resourceGroups/rg/x") {
-    return R"({"name":")" + name + R"(","id":")" + id +
+  static std::string Machine(const std::string& name, const std::string& id = "") {
+    return R"({"name":")" + name + R"(","id":")" + (id.empty() ? "/subscriptions/sub/resourceGroups/rg/" + name : id) +
            R"(","properties":{"storageProfile":{"osDisk":{"vhd":{"uri":"https://a/v/d.vhd"}}},"networkProfile":)"
            R"({"networkInterfaces":[{"id":"/nics/first"},{"id":"/nics/last/"}]},)"
            R"("instanceView":{"statuses":[{"code":"PowerState/running"}]}}})";
@@ -62,6 +62,17 @@ TEST_F(SelectionTest, ListsWithoutANextPage) {
   EXPECT_TRUE(log.contains(4, "The answer holds no list"));
 }
 
+TEST_F(SelectionTest, AnOddElementHidesNoOther) {
+  Serve("/virtualMachines/good\\?", Machine("good"));
+  Serve("^/nics/", "{}");
+  for (const char* odd : {R"({"name":"a\u0000b"})", R"({"name":"n","tags":{"t":"\u0000"}})",
+                          R"({"n":98765432109876543210})", R"({"tags":{"t":1,"t":2}})"}) {
+    ServeOnce("/virtualMachines\\?", std::string(R"({"value":[)") + odd + R"(,{"name":"good"}]})");
+    EXPECT_EQ(Build(Env()), "rg: good; ") << odd;
+    EXPECT_TRUE(log.contains(4, "A part of the list cannot be read: ")) << odd;
+  }
+}
+
 TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
   struct Row {
     const char* name;
@@ -77,7 +88,10 @@ TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
       {"cut", 200, "{\"name\":", "Resource Manager sent something that is not JSON"},
       {"empty", 200, "", "Resource Manager sent something that is not JSON"},
       {"twice", 200, R"({"name":"twice","name":null})", "Resource Manager sent something that is not JSON"},
-      {"other", 200, Machine("another"), "Resource Manager answered with another machine: another"},
+      {"other", 200, Machine("another"), "Resource Manager answered with another machine: "},
+      {"moved", 200, Machine("moved", "/subscriptions/sub/resourceGroups/other/moved"), "another machine: /subscr"},
+      {"sold", 200, Machine("sold", "/subscriptions/other/resourceGroups/rg/sold"), "another machine: /subscr"},
+      {"alias", 200, Machine("", "/subscriptions/sub/resourceGroups/rg/real"), "another machine: /subscr"},
       {"lower", 200, Machine("lower", "/s/resourcegroups/rg/x"), "its id names no resource group"},
       {"short", 200, Machine("short", "/s/resourceGroups"), "its id names no resource group"},
       {"nogroup", 200, Machine("nogroup", "/s/resourceGroups//x"), "its id names no resource group"},
@@ -90,7 +104,7 @@ TEST_F(SelectionTest, OneMachinesTroubleIsToldAndTakesNoOtherDown) {
   }
   Serve("/virtualMachines\\?", list + ",{\"id\":\"/nameless\"},{\"name\":7},null,{\"name\":\"last\"}]}");
   Serve("/virtualMachines/first\\?", Machine("first"));
-  Serve("/virtualMachines/last\\?", Machine(""));
+  Serve("/virtualMachines/last\\?", Machine("", "/subscriptions/SUB/resourceGroups/RG/last/"));
   Serve("^/nics/", "{}", 403);
   EXPECT_EQ(Build(Env()), "rg: first last; ") << "an interface that cannot be read leaves its machine in";
   EXPECT_EQ(status, kOk);
@@ -129,14 +143,14 @@ TEST_F(SelectionTest, LongNamesAreSentWhole) {
   const std::string group(300, 'g');
   const std::string name(900, 'n');
   Serve("/resourcegroups/" + group + "/providers/.*/" + name + "\\?api-version=2017-12-01&\\$expand=instanceView$",
-        Machine(name));
+        Machine(name, "/subscriptions/sub/resourceGroups/" + group + "/" + name));
   Serve("^/nics/", "{}");
   EXPECT_EQ(Build(Env(group, name)), group + ": " + name + "; ");
 }
 
 TEST_F(SelectionTest, ThePowerStateFilter) {
   Serve("/virtualMachines/on\\?", Machine("on"));
-  Serve("/virtualMachines/vm-state-mod\\?", ReadData("vm-unmanaged-linux-deallocated.json"));
+  Serve("/virtualMachines/vm-state-mod\\?", WithId(ReadData("vm-unmanaged-linux-deallocated.json"), "vm-state-mod"));
   Serve("/virtualMachines\\?", R"({"value":[{"name":"on"},{"name":"vm-state-mod"}]})");
   Serve("^/(nics|subscriptions/.*/networkInterfaces)/", "{}");
   vm_env_t env = Env();
@@ -180,7 +194,7 @@ TEST_F(SelectionTest, ASubscriptionIsReadGroupByGroup) {
   Serve("/resourcegroups/a/providers/Microsoft.Compute/virtualMachines\\?", R"({"value":[{"name":"m"}]})");
   Serve("/resourcegroups/denied/", "{}", 403);
   Serve("/resourcegroups/d/providers/Microsoft.Compute/virtualMachines\\?", R"({"value":[]})");
-  Serve("/virtualMachines/m\\?", Machine("m"));
+  Serve("/virtualMachines/m\\?", Machine("m", "/subscriptions/sub/resourceGroups/A/m"));
   Serve("^/nics/", "{}");
   EXPECT_EQ(Build(Env("")), "a: m; denied:; b/c:; d:; ");
   EXPECT_EQ(status, kOk);

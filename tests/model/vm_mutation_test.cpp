@@ -232,6 +232,9 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
   two[1]["lun"] = 1;
   Json one_lun = two;
   one_lun[0]["lun"] = 1;
+  Json same_disk = two;
+  same_disk[1]["managedDisk"]["id"] = "/subscriptions/s/resourceGroups/RG/providers/Microsoft.Compute/disks/DATA1";
+  Json same_blob = Json::array({vhd("https://a.blob.x/vhds/d.vhd")[0], vhd("https://a.blob.x/vhds/d.vhd")[0]});
   const char* const no_blob = "its data disk 0 is not a blob directly in a container";
   const std::vector<std::pair<Json, std::string>> cases{
       // the disks, and why their machine is refused
@@ -248,6 +251,8 @@ TEST(VmMutationTest, DisksThatNoPathCanNameAreRefused) {
       {managed(""), "has neither a VHD address nor a managed-disk id"},
       {two, ""},
       {one_lun, "two of its managed data disks have the LUN 1"},
+      {same_disk, "two of its disks are one and the same"},
+      {same_blob, "two of its disks are one and the same"},
       {"x", "its data disks cannot be read"},
       {5, "its data disks cannot be read"},
       {Json::object(), "its data disks cannot be read"}};
@@ -278,6 +283,7 @@ TEST_F(VmListMutationTest, OtherMachinesOfTheListAreRead) {
   std::size_t number = 0;
   for (const Json::json_pointer& path : Paths(body)) {
     const std::string name = "odd" + std::to_string(number);
+    body = Json::parse(WithId(body.dump(), name));
     body["name"] = name;
     std::vector<std::string> texts = Mutations(body, path);
     texts.push_back(Repeated(body, path));
@@ -287,7 +293,7 @@ TEST_F(VmListMutationTest, OtherMachinesOfTheListAreRead) {
   }
   list["value"].push_back({{"name", "vm-state-mod"}});
   ServeOnce("/virtualMachines\\?", list.dump());
-  Serve("/virtualMachines/vm-state-mod\\?", ReadData(kUnmanaged));
+  Serve("/virtualMachines/vm-state-mod\\?", WithId(ReadData(kUnmanaged), "vm-state-mod"));
   Serve("/networkInterfaces/", ReadData("nic-definition.json"));
   Serve("/disks/", ReadData("disk-unattached.json"));
   const CapturedOutput output;
