@@ -27,7 +27,7 @@ class Backup : public host_test::RepositoryTest {
     return run(arguments, {"AZSBACKUP_PLUGIN=" FAKE_PLUGIN, "AZSBACKUP_SERVER=" + kind + ".r1.stack.example"});
   }
   Outcome backup(const std::string& kind, std::vector<std::string> more = {"/s"}) const {
-    more.insert(more.begin(), "backup");
+    more.insert(more.begin(), {"backup"});
     return run_on_fake(kind, more);
   }
   void start_anew() const {

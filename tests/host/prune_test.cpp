@@ -52,7 +52,7 @@ class Prune : public host_test::RepositoryTest {
     for (const auto& backup : verification.backups) EXPECT_THAT(backup.damages, IsEmpty()) << backup.entry.machine;
   }
   host_test::Outcome prune(std::vector<std::string> arguments) const {
-    arguments.insert(arguments.begin(), "prune");
+    arguments.insert(arguments.begin(), {"prune"});
     return run(arguments);
   }
 };

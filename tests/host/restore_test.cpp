@@ -40,7 +40,7 @@ class Restore : public host_test::RepositoryTest {
   }
   Outcome restore(const std::string& kind, Texts more) const {
     std::filesystem::remove(log_);
-    more.insert(more.begin(), "restore");
+    more.insert(more.begin(), {"restore"});
     return run(more, {"AZSBACKUP_PLUGIN=" FAKE_PLUGIN, "AZSBACKUP_SERVER=" + kind + ".r1.stack.example"});
   }
   /// The calls of the plug-in in their order, those that are about `machine`.
@@ -88,7 +88,7 @@ TEST_F(Restore, GivesEverythingBackInItsOrder) {
   EXPECT_EQ(restore("fine", {"17", "FIRST", "--to", "other/group"}).exit_code, 0);
   EXPECT_EQ(calls("/"), [] {
     Texts moved = whole_restore(first, "/other/group/first");
-    moved.insert(moved.begin(), "ask /");
+    moved.insert(moved.begin(), {"ask /"});
     return moved;
   }());
 }
@@ -187,7 +187,7 @@ TEST_F(Restore, NeedsABackupAndAMachineOfThatName) {
 class Export : public Restore {
  protected:
   Outcome export_disk(Texts more) const {
-    more.insert(more.begin(), "export");
+    more.insert(more.begin(), {"export"});
     return run(more);
   }
   const std::string file_ = folder_.path("disk.vhd");
