@@ -20,7 +20,6 @@ namespace {
 
 using host::RepositoryInUse;
 using host_test::Ends;
-using testing::HasSubstr;
 
 const host::WaitForRepository no_wait = [] { return false; };
 
