@@ -127,7 +127,8 @@ std::uint32_t open_object(aapi_server_t*, Text path, std::uint32_t, aapi_object_
   const bool has_fault = is_disk && has(path, "/first/");
   log(std::string("open ") + path);
   if (has_fault && is_kind("locked")) return 6781;
-  auto object = std::make_unique<aapi_object_t>(path, is_disk, has_fault, is_disk ? disk_stream() : metadata_of(path));
+  auto object = std::make_unique<aapi_object_t>(
+      aapi_object_t{path, is_disk, has_fault, is_disk ? disk_stream() : metadata_of(path)});
   if (has_fault && is_kind("early")) object->bytes.pop_back();
   *out = object.release();
   return AAPI_OK;
@@ -189,7 +190,7 @@ std::uint32_t create_object(aapi_server_t*, Text path, const aapi_object_info_v1
   log(std::string("create ") + path);
   *out = nullptr;
   if (has_fault && is_kind("refused")) return 6789;
-  *out = std::make_unique<aapi_object_t>(path, is_disk, has_fault).release();
+  *out = std::make_unique<aapi_object_t>(aapi_object_t{path, is_disk, has_fault}).release();
   return AAPI_OK;
 }
 
