@@ -89,11 +89,10 @@ class Backup {
   }
 
   void tell_of_wait() const {
-    const std::string minutes = std::to_string(options_.lock_minutes);
-    tools_.log.write(AAPI_LOG_ERROR, ("the repository is in use; waiting up to " + minutes + " minutes").c_str());
-    if (!options_.has_lines()) return;
-    tools_.console.print_error("azsbackup: prune or verify works on the repository; waiting up to " + minutes +
-                               " minutes for it\n");
+    const std::string line = "prune or verify works on the repository; waiting up to " +
+                             std::to_string(options_.lock_minutes) + " minutes for it";
+    tools_.log.write(AAPI_LOG_ERROR, line);
+    if (options_.has_lines()) tools_.console.print_error("azsbackup: " + line + "\n");
   }
 
   bool initialized() const {

@@ -33,6 +33,8 @@ std::string quoted_answer(const std::vector<std::string>& lines);
 
 /// Whether that was forbidden.
 bool is_forbidden(const std::vector<std::string>& lines);
+
+/// What to do about something forbidden.
 constexpr const char* role_advice = "Give the login a role that may do this; docs/operations.md tells which actions.";
 
 /// The values that the plug-in missed in the credentials store, as "A, B"; empty: none.

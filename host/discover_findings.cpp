@@ -23,7 +23,7 @@ constexpr std::string_view nameless_group_mark = "A resource group is listed wit
 constexpr std::string_view further_page_mark = "Next Page Exists at ";
 constexpr std::string_view no_list_mark = "The answer holds no list";
 constexpr std::string_view no_snapshot_mark = "Snapshot creation fatally failed for VM : ";
-constexpr std::string_view odd_list_mark = "A part of the list cannot be read: ";
+constexpr std::string_view odd_list_mark = "A part of the list cannot be read";
 constexpr std::string_view size_mark = "Disk of ";
 constexpr std::string_view size_end_mark = " GB: ";
 constexpr std::string_view folder_mark = "Failed to create directory ";
@@ -69,9 +69,7 @@ std::optional<LeftOut> unlisted(const LineParts& line) {
   if (starts_with(line.text, nameless_group_mark)) return LeftOut{"a resource group without a name", "it is listed so"};
   const char* list = line.function == machine_list_function ? "machines of a resource group" : "resource groups";
   if (starts_with(line.text, no_list_mark)) return LeftOut{list, "the answer holds no list"};
-  if (starts_with(line.text, odd_list_mark)) {
-    return LeftOut{list, "a part of the answer cannot be read: " + std::string(line.text.substr(odd_list_mark.size()))};
-  }
+  if (starts_with(line.text, odd_list_mark)) return LeftOut{list, "a part of the answer cannot be read"};
   if (starts_with(line.text, further_page_mark)) {
     LeftOut pages{list, "the list goes on after its first page, which is all that the plug-in reads: "};
     pages.why += line.text.substr(further_page_mark.size(), line.text.find('?') - further_page_mark.size());

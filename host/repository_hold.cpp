@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <chrono>
-#include <optional>
 #include <string>
 
 #include "host/interrupt.h"
@@ -26,25 +25,16 @@ RepositoryHold try_to_hold(const Restic& restic) {
   return hold;
 }
 
-std::optional<RepositoryHold> hold_unless_in_use(const Restic& restic) {
-  try {
-    return try_to_hold(restic);
-  } catch (const RepositoryInUse&) {
-    return std::nullopt;
-  }
-}
-
 }  // namespace
 
 RepositoryHold hold_repository(const Restic& restic, const WaitForRepository& wait) {
-  if (auto hold = hold_unless_in_use(restic)) return std::move(*hold);
-  while (true) {
-    restic.remove_stale_locks();
+  for (bool looked_for_stale = false;; looked_for_stale = true) {
     try {
       return try_to_hold(restic);
     } catch (const RepositoryInUse&) {
-      if (!wait()) throw;
+      if (looked_for_stale && !wait()) throw;
     }
+    restic.remove_stale_locks();
   }
 }
 

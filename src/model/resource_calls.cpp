@@ -32,21 +32,15 @@ std::string Printable(std::string text, std::size_t longest) {
 
 // One odd element must not hide the others; somebody has to look, since the list may lack something.
 Status OpenList(const FunctionLog& log, const _Response& response, const char* kind, JsonPtr& root) {
-  if (const Status status = CheckHeader(response.header.c_str(), response.body.c_str(), kind); status != kOk) {
+  const Status status = OpenAnswer(log, response, kind, root);
+  if (status != kBadJson) {
     return status;
   }
-  log.flow("Response Header Looks Good !!");
-  json_error_t error{};
-  root = ParseJson(response.body, error);
-  if (root) {
-    return kOk;
-  }
   root = ParseJsonLeniently(response.body);
-  log.error("error while parsing json: on line %d: %s", error.line, error.text);
   if (!root) {
     return kBadJson;
   }
-  log.error("A part of the list cannot be read: %s", error.text);
+  log.error("A part of the list cannot be read");
   return kOk;
 }
 

@@ -22,7 +22,7 @@ TEST(DiscoveryFindings, TellRefusedAndUnlistedApart) {
       {AAPI_LOG_ERROR, "ParseResourceGroups: A resource group is listed without a name; its VMs are not protected"},
       {AAPI_LOG_ERROR, "ParseALLVMResponse: Next Page Exists at https://h/g/vms?$skiptoken=x"},
       {AAPI_LOG_ERROR, "ParseResourceGroups: The answer holds no list"},
-      {AAPI_LOG_ERROR, "ParseALLVMResponse: A part of the list cannot be read: duplicate object key"},
+      {AAPI_LOG_ERROR, "ParseALLVMResponse: A part of the list cannot be read"},
       {AAPI_LOG_DETAIL, "run_scanner: Disk of 30 GB: /s/g/m/h/c/b"},
       {AAPI_LOG_DETAIL, "run_scanner: Disk of x GB: /s/g/m/h/c/c"},
   });
@@ -34,7 +34,7 @@ TEST(DiscoveryFindings, TellRefusedAndUnlistedApart) {
   EXPECT_THAT(findings.unlisted[0].why, HasSubstr("6629"));
   EXPECT_THAT(findings.unlisted[2].why, HasSubstr(": https://h/g/vms"));
   EXPECT_EQ(findings.unlisted[2].why.find("skiptoken"), std::string::npos);
-  EXPECT_THAT(findings.unlisted[4].why, HasSubstr("duplicate object key"));
+  EXPECT_THAT(findings.unlisted[4].why, HasSubstr("a part of the answer"));
   EXPECT_EQ(findings.disk_sizes, (std::map<std::string, std::uint64_t>{{"/s/g/m/h/c/b", 30}}));
 }
 

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
@@ -68,9 +69,9 @@ class Hold : public host_test::RepositoryTest {
       upload.finish();
     }
   }
-  std::size_t locks() const {
-    const std::filesystem::directory_iterator files(repository_ + "/locks");
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+  std::ptrdiff_t files_in(const char* folder) const {
+    const std::filesystem::recursive_directory_iterator entries(repository_ + "/" + folder);
+    return std::count_if(begin(entries), end(entries), [](const auto& entry) { return entry.is_regular_file(); });
   }
   host_test::Outcome backup(const std::string& kind, std::vector<std::string> more) const {
     more.insert(more.begin(), {"backup", "/s", "--plugin", FAKE_PLUGIN, "--server", kind + ".r1.stack.example"});
@@ -81,11 +82,13 @@ class Hold : public host_test::RepositoryTest {
 };
 
 TEST_F(Hold, KeepsPruneOutAndStoresNothing) {
+  const auto stored = files_in("data");
   auto hold = host::hold_repository(restic_, no_wait);
   const auto other = host::hold_repository(restic_, no_wait);
   EXPECT_THROW(restic_.prune(), RepositoryInUse);
   hold.reset();
   EXPECT_THROW(restic_.prune(), RepositoryInUse);
+  EXPECT_EQ(files_in("data"), stored);
   EXPECT_EQ(restic_.snapshots("").size(), 0U);  // without a tag
 }
 
@@ -104,15 +107,15 @@ TEST_F(Hold, WaitsForWhoHasTheRepositoryToItself) {
 // A prune that was killed must not be the end of all backups.
 TEST_F(Hold, PassesTheLockOfWhoIsGone) {
   Exclusive(repository_, password_).kill();
-  EXPECT_EQ(locks(), 1U);
+  EXPECT_EQ(files_in("locks"), 1);
   host::hold_repository(restic_, no_wait);
-  EXPECT_EQ(locks(), 0U);
+  EXPECT_EQ(files_in("locks"), 0);
 }
 
 // Killed in the middle of a disk, nobody tidies up: the lock of the disk's stream is there, and the backup's own.
 TEST_F(Hold, IsABackupsFromItsBeginning) {
   EXPECT_EQ(backup("killed", {}).exit_code, -1);
-  EXPECT_EQ(locks(), 2U);
+  EXPECT_EQ(files_in("locks"), 2);
 }
 
 }  // namespace
